@@ -1,0 +1,113 @@
+// The parsed form of one .vem definition, annotated in place by the checker.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vemc {
+
+struct Literal {
+  enum class Kind { integer, string, boolean, identifier };
+  Kind kind = Kind::integer;
+  std::string text;  // string contents, identifier, or the integer as written
+  uint64_t integer = 0;
+  bool negative = false;
+  int line = 0;
+};
+
+struct Param {
+  std::string name;
+  std::string typeName;
+  int line = 0;
+};
+
+// One ingredient of a declared hash: the field's raw bytes, its own hash, or the type system's
+// single-attribute hash of it.
+struct MixItem {
+  enum class How { raw, hash, single };
+  How how = How::raw;
+  std::string field;
+  int line = 0;
+};
+
+struct TypeDecl;
+
+struct Member {
+  enum class Kind { field, mutableField, computed, method, staticMethod, constant, input, enumerator };
+  Kind kind = Kind::field;
+  std::string name;
+  std::string typeName;  // return type for methods; empty for enumerators
+  std::optional<Literal> defaultValue;
+  std::vector<Param> params;
+  std::vector<MixItem> mix;  // a declared hash body
+  int line = 0;
+
+  // Filled by the checker.
+  uint16_t attributeId = 0;
+  uint16_t flagsA = 0;
+  uint16_t flagsB = 0;
+  int16_t typeRef = -1;
+  const TypeDecl* type = nullptr;  // null for built-in types
+  uint32_t enumValue = 0;
+  uint16_t firstParam = 0;
+  bool ctorParam = false;
+
+  bool stored() const { return kind == Kind::field || kind == Kind::mutableField; }
+};
+
+struct CtorParam {
+  std::string field;  // the member it initialises
+  std::string name;   // the parameter's own name (the field's unless renamed with `as`)
+  std::optional<Literal> defaultValue;
+  int line = 0;
+};
+
+// A bound: `check field <op> other;` where other is a field or an integer.
+struct Check {
+  std::string field;
+  std::string op;
+  std::string bound;
+  bool boundIsField = false;
+  int line = 0;
+};
+
+struct ModuleDecl;
+
+struct TypeDecl {
+  enum class Kind { value, enumeration, platformValue };
+  Kind kind = Kind::value;
+  std::string name;           // unqualified
+  std::string nameSpace;      // "Orv" or "Orv::Loopback"
+  std::string baseName;       // value types: the base as written
+  std::string holdingType = "U8";  // enumerations: U8 or U32
+  std::string header;         // platform values: the hand-written header
+  std::vector<Member> members;
+  std::optional<std::vector<CtorParam>> ctorClause;
+  std::vector<Check> checks;
+  int line = 0;
+
+  // Filled by the checker.
+  const ModuleDecl* module = nullptr;
+  uint16_t index = 0;
+  const TypeDecl* base = nullptr;
+  int16_t baseRef = -1;
+  std::vector<CtorParam> ctorParams;
+  uint16_t firstParam = 0;
+  uint16_t firstMember = 0;
+
+  std::string qualifiedName() const { return nameSpace.empty() ? name : nameSpace + "::" + name; }
+};
+
+struct ModuleDecl {
+  std::string name;
+  uint32_t tag = 0;
+  bool tagGiven = false;
+  std::string file;
+  std::string headerDir;  // the folder its generated header is included from
+  std::vector<std::string> imports;
+  std::vector<TypeDecl> types;
+};
+
+}  // namespace vemc

@@ -1,0 +1,361 @@
+#include "Checker.h"
+
+#include "Diagnostics.h"
+#include "Parser.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+namespace vemc {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::map<std::string, int16_t>& builtins() {
+  static const std::map<std::string, int16_t> table = {
+      {"U8", -5},  {"U16", -7},          {"U32", -9},          {"S32", -10},
+      {"U64", -11}, {"bool", -13},       {"Vem::String", -18}, {"Vem::Seconds", -26},
+      {"void", -4}};
+  return table;
+}
+
+uint64_t integerMax(const std::string& t) {
+  if (t == "U8") return 0xff;
+  if (t == "U16") return 0xffff;
+  if (t == "U32") return 0xffffffffu;
+  if (t == "S32") return 0x7fffffff;
+  return UINT64_MAX;
+}
+
+bool isInteger(const std::string& t) { return t == "U8" || t == "U16" || t == "U32" || t == "S32" || t == "U64"; }
+
+std::string readFile(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  if (!in) throw CompileError(file, 0, "cannot read the file");
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+// Stable per-module tag: FNV-1a of the name, with the top nibble forced non-zero so that it always
+// prints as eight hexadecimal digits.
+}  // namespace
+
+uint32_t defaultTag(const std::string& moduleName) {
+  uint32_t h = 2166136261u;
+  for (unsigned char c : moduleName) h = (h ^ c) * 16777619u;
+  if ((h >> 28) == 0) h |= 0x10000000u;
+  return h;
+}
+
+bool Compilation::isBuiltin(const std::string& typeName) { return builtins().count(typeName) != 0; }
+
+int16_t Compilation::builtinCode(const std::string& typeName) { return builtins().at(typeName); }
+
+const ModuleDecl& Compilation::load(const std::string& file) {
+  std::vector<std::string> loading;
+  ModuleDecl& m = loadFile(file, loading);
+  buildTables(m);
+  return m;
+}
+
+std::vector<const ModuleDecl*> Compilation::importsOf(const ModuleDecl& m) const {
+  std::vector<const ModuleDecl*> out;
+  for (const std::string& name : m.imports) out.push_back(byName_.at(name));
+  return out;
+}
+
+std::string Compilation::findImport(const std::string& name, const ModuleDecl& from) const {
+  std::vector<fs::path> dirs;
+  dirs.push_back(fs::path(from.file).parent_path());
+  for (const std::string& p : importPaths_) dirs.emplace_back(p);
+  for (const fs::path& d : dirs) {
+    // A module is found as <dir>/<Name>.vem or <dir>/<any folder>/<Name>.vem.
+    fs::path direct = d / (name + ".vem");
+    if (fs::exists(direct)) return direct.string();
+    std::error_code ec;
+    for (const auto& entry : fs::directory_iterator(d.empty() ? fs::path(".") : d, ec)) {
+      if (!entry.is_directory()) continue;
+      fs::path nested = entry.path() / (name + ".vem");
+      if (fs::exists(nested)) return nested.string();
+    }
+  }
+  return {};
+}
+
+ModuleDecl& Compilation::loadFile(const std::string& file, std::vector<std::string>& loading) {
+  ModuleDecl parsed = parseModule(file, readFile(file));
+  std::string expected = fs::path(file).stem().string();
+  if (parsed.name != expected)
+    throw CompileError(file, 1, "module " + parsed.name + " must be defined in a file named " + parsed.name + ".vem");
+  if (auto it = byName_.find(parsed.name); it != byName_.end()) return *it->second;
+  if (std::find(loading.begin(), loading.end(), parsed.name) != loading.end())
+    throw CompileError(file, 1, "module " + parsed.name + " imports itself through a cycle");
+  loading.push_back(parsed.name);
+  if (!parsed.tagGiven) parsed.tag = defaultTag(parsed.name);
+  parsed.headerDir = fs::absolute(file).parent_path().filename().string();
+  for (const std::string& imp : parsed.imports) {
+    std::string path = findImport(imp, parsed);
+    if (path.empty()) throw CompileError(file, 1, "cannot find module " + imp + " (" + imp + ".vem) on the import path");
+    loadFile(path, loading);
+  }
+  loading.pop_back();
+  modules_.push_back(std::move(parsed));
+  ModuleDecl& m = modules_.back();
+  byName_[m.name] = &m;
+  check(m);
+  return m;
+}
+
+const TypeDecl* Compilation::resolve(const ModuleDecl& m, const std::string& scope, const std::string& name,
+                                     int line) const {
+  // Innermost namespace first: inside Orv::Loopback, "Request" may be Orv::Loopback::Request or Orv::Request.
+  std::string s = scope;
+  for (;;) {
+    std::string candidate = s.empty() ? name : s + "::" + name;
+    if (auto it = types_.find(candidate); it != types_.end()) {
+      const TypeDecl* t = it->second;
+      bool visible = t->module == &m;
+      for (const std::string& imp : m.imports) visible = visible || t->module->name == imp;
+      if (!visible)
+        throw CompileError(m.file, line, "type " + candidate + " is defined by module " + t->module->name +
+                                             ", which this module does not import");
+      return t;
+    }
+    if (s.empty()) break;
+    auto cut = s.rfind("::");
+    s = cut == std::string::npos ? "" : s.substr(0, cut);
+  }
+  throw CompileError(m.file, line, "unknown type '" + name + "'");
+}
+
+void Compilation::check(ModuleDecl& m) {
+  if (m.types.size() > 0xffff) throw CompileError(m.file, 1, "too many types");
+  for (std::size_t i = 0; i < m.types.size(); ++i) {
+    TypeDecl& t = m.types[i];
+    t.module = &m;
+    t.index = static_cast<uint16_t>(i);
+    auto [it, fresh] = types_.emplace(t.qualifiedName(), &t);
+    if (!fresh)
+      throw CompileError(m.file, t.line, "type " + t.qualifiedName() + " is already defined" +
+                                             (it->second->module == &m ? "" : " by module " + it->second->module->name));
+  }
+  uint16_t memberIndex = 0;
+  for (TypeDecl& t : m.types) {
+    std::set<std::string> names;
+    for (const Member& mem : t.members)
+      if (!names.insert(mem.name).second)
+        throw CompileError(m.file, mem.line, "member " + mem.name + " of " + t.qualifiedName() + " is declared twice");
+    t.firstMember = memberIndex;
+    if (t.kind == TypeDecl::Kind::enumeration) checkEnumeration(m, t);
+    else if (t.kind == TypeDecl::Kind::value) checkValue(m, t);
+    for (Member& mem : t.members)
+      if (mem.kind == Member::Kind::enumerator) mem.attributeId = memberIndex++;
+      else ++memberIndex;
+  }
+}
+
+void Compilation::checkEnumeration(ModuleDecl& m, TypeDecl& t) {
+  std::set<uint32_t> codes;
+  if (t.members.empty()) throw CompileError(m.file, t.line, "enumeration " + t.qualifiedName() + " has no enumerators");
+  for (Member& e : t.members) {
+    if (t.holdingType == "U8" && e.enumValue > 0xff)
+      throw CompileError(m.file, e.line, "code " + std::to_string(e.enumValue) + " of " + e.name +
+                                             " does not fit U8; declare the enumeration ': U32'");
+    if (!codes.insert(e.enumValue).second)
+      throw CompileError(m.file, e.line, "code " + std::to_string(e.enumValue) + " is used twice in " + t.qualifiedName());
+    e.flagsA = 0x2888;
+    e.flagsB = 0;
+    e.type = &t;
+  }
+}
+
+void Compilation::checkDefault(const ModuleDecl& m, const Member& member, const Literal& l, const std::string& typeName) {
+  auto bad = [&](const std::string& why) { throw CompileError(m.file, l.line, "default of " + member.name + ": " + why); };
+  if (isInteger(typeName)) {
+    if (l.kind != Literal::Kind::integer) bad("expected a number for " + typeName);
+    if (l.negative && typeName != "S32") bad(typeName + " is unsigned");
+    if (l.integer > integerMax(typeName) + (l.negative ? 1 : 0)) bad(l.text + " does not fit " + typeName);
+  } else if (typeName == "bool") {
+    if (l.kind != Literal::Kind::boolean) bad("expected true or false");
+  } else if (typeName == "Vem::String") {
+    if (l.kind != Literal::Kind::string) bad("expected a string");
+  } else if (typeName == "Vem::Seconds") {
+    if (l.kind != Literal::Kind::integer) bad("expected a number of seconds");
+  } else {
+    const TypeDecl* t = member.type;
+    if (t == nullptr || t->kind != TypeDecl::Kind::enumeration)
+      bad("only built-in and enumeration fields take a default; " + typeName + " starts as its own default");
+    if (l.kind != Literal::Kind::identifier) bad("expected an enumerator of " + t->qualifiedName());
+    bool found = std::any_of(t->members.begin(), t->members.end(), [&](const Member& e) { return e.name == l.text; });
+    if (!found) bad(l.text + " is not an enumerator of " + t->qualifiedName());
+  }
+}
+
+void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
+  const std::string scope = t.nameSpace;
+  uint16_t firstId = 2;
+  if (!t.baseName.empty()) {
+    t.base = resolve(m, scope, t.baseName, t.line);
+    if (t.base->kind != TypeDecl::Kind::value)
+      throw CompileError(m.file, t.line, t.qualifiedName() + " can derive only from a value type of this library");
+    firstId = static_cast<uint16_t>(2 + 128);
+    for (const TypeDecl* b = t.base->base; b; b = b->base) firstId = static_cast<uint16_t>(firstId + 128);
+  }
+  std::map<std::string, Member*> byName;
+  uint16_t id = firstId;
+  for (Member& mem : t.members) {
+    byName[mem.name] = &mem;
+    mem.attributeId = id++;
+    if (!isBuiltin(mem.typeName)) mem.type = resolve(m, scope, mem.typeName, mem.line);
+    if (mem.typeName == "void" && mem.kind != Member::Kind::method && mem.kind != Member::Kind::staticMethod)
+      throw CompileError(m.file, mem.line, "only methods return void");
+    for (Param& p : mem.params)
+      if (!isBuiltin(p.typeName) || p.typeName == "void") {
+        if (p.typeName == "void") throw CompileError(m.file, p.line, "a parameter cannot be void");
+        p.typeName = resolve(m, scope, p.typeName, p.line)->qualifiedName();
+      }
+    if (mem.type) mem.typeName = mem.type->qualifiedName();
+    if (mem.defaultValue) checkDefault(m, mem, *mem.defaultValue, mem.typeName);
+    switch (mem.kind) {
+      case Member::Kind::field: mem.flagsA = 0x2c00; mem.flagsB = 0x0101; break;
+      case Member::Kind::mutableField: mem.flagsA = 0x9c00; mem.flagsB = 0x0101; break;
+      case Member::Kind::computed: mem.flagsA = 0x2800; break;
+      case Member::Kind::method: mem.flagsA = 0x0810; break;
+      case Member::Kind::staticMethod: mem.flagsA = 0x0818; break;
+      case Member::Kind::constant: mem.flagsA = 0x2808; break;
+      case Member::Kind::input: mem.flagsA = 0x2000; mem.flagsB = 0x2000; break;
+      case Member::Kind::enumerator: break;
+    }
+    if (!mem.mix.empty()) {
+      if (mem.typeName != "U32" || !mem.params.empty())
+        throw CompileError(m.file, mem.line, "a mix() body computes a U32 and takes no parameters");
+      for (const MixItem& item : mem.mix) {
+        auto it = std::find_if(t.members.begin(), t.members.end(), [&](const Member& x) { return x.name == item.field; });
+        if (it == t.members.end() || !it->stored())
+          throw CompileError(m.file, item.line, "mix() ingredient " + item.field + " is not a stored field of " + t.name);
+        if (item.how == MixItem::How::hash && isBuiltin(it->typeName))
+          throw CompileError(m.file, item.line, "'hash " + item.field + "': a built-in field has no hash of its own; use raw or single");
+      }
+    }
+  }
+  // Constructor parameters: the ctor clause, or every `field` in order.
+  if (t.ctorClause) {
+    std::set<std::string> seen;
+    for (const CtorParam& p : *t.ctorClause) {
+      auto it = byName.find(p.field);
+      if (it == byName.end()) throw CompileError(m.file, p.line, "ctor names no member " + p.field + " of " + t.name);
+      Member& mem = *it->second;
+      if (!mem.stored() && mem.kind != Member::Kind::input)
+        throw CompileError(m.file, p.line, "ctor parameter " + p.field + " must be a field, mutable field or input");
+      if (!seen.insert(p.field).second) throw CompileError(m.file, p.line, "ctor lists " + p.field + " twice");
+      if (p.defaultValue) checkDefault(m, mem, *p.defaultValue, mem.typeName);
+      t.ctorParams.push_back(p);
+    }
+  } else {
+    for (const Member& mem : t.members)
+      if (mem.kind == Member::Kind::field) t.ctorParams.push_back(CtorParam{mem.name, mem.name, std::nullopt, mem.line});
+  }
+  for (const CtorParam& p : t.ctorParams) {
+    Member& mem = *byName[p.field];
+    mem.ctorParam = true;
+    if (mem.stored()) mem.flagsB = 0x2101;
+  }
+  for (const Member& mem : t.members)
+    if (mem.kind == Member::Kind::input && !mem.ctorParam)
+      throw CompileError(m.file, mem.line, "input " + mem.name + " must be listed in the ctor clause");
+  bool defaultSeen = false;
+  for (const CtorParam& p : t.ctorParams) {
+    if (p.defaultValue) defaultSeen = true;
+    else if (defaultSeen) throw CompileError(m.file, p.line, "ctor parameter " + p.name + " needs a default: an earlier one has one");
+  }
+  for (const Check& c : t.checks) {
+    auto it = byName.find(c.field);
+    if (it == byName.end() || !it->second->stored() || !isInteger(it->second->typeName))
+      throw CompileError(m.file, c.line, "check: " + c.field + " is not a stored integer field of " + t.name);
+    if (c.boundIsField) {
+      auto b = byName.find(c.bound);
+      if (b == byName.end() || !b->second->stored() || !isInteger(b->second->typeName))
+        throw CompileError(m.file, c.line, "check: " + c.bound + " is not a stored integer field of " + t.name);
+    }
+  }
+}
+
+void Compilation::buildTables(ModuleDecl& m) {
+  Tables& tb = tables_;
+  tb = Tables{};
+  // Type names: the module's types and every type named by a parameter record.
+  std::set<std::string> typeNames;
+  std::set<std::string> memberNames;
+  std::set<std::string> refs;
+  for (const TypeDecl& t : m.types) {
+    typeNames.insert(t.qualifiedName());
+    if (t.base) refs.insert(t.base->qualifiedName());
+    for (const CtorParam& p : t.ctorParams) {
+      memberNames.insert(p.name);
+      for (const Member& mem : t.members)
+        if (mem.name == p.field) typeNames.insert(mem.typeName);
+    }
+    for (const Member& mem : t.members) {
+      memberNames.insert(mem.name);
+      if (mem.type) refs.insert(mem.type->qualifiedName());
+      for (const Param& p : mem.params) {
+        memberNames.insert(p.name);
+        typeNames.insert(p.typeName);
+      }
+    }
+  }
+  for (const std::string& n : typeNames) {
+    tb.typeNameOffset[n] = static_cast<uint16_t>(tb.typeNames.size());
+    tb.typeNames += n;
+    tb.typeNames.push_back('\0');
+  }
+  if (tb.typeNames.size() > 0xfff) throw CompileError(m.file, 1, "the type-name table exceeds 4095 bytes");
+  tb.memberNames.push_back('\0');
+  tb.memberNameOffset[""] = 0;
+  for (const std::string& n : memberNames) {
+    tb.memberNameOffset[n] = static_cast<uint32_t>(tb.memberNames.size());
+    tb.memberNames += n;
+    tb.memberNames.push_back('\0');
+  }
+  if (tb.memberNames.size() > 0xfff) throw CompileError(m.file, 1, "the member-name table exceeds 4095 bytes");
+  for (const std::string& r : refs) {
+    tb.typeRefIndex[r] = static_cast<int16_t>(tb.typeRefs.size());
+    tb.typeRefs.push_back(types_.at(r));
+  }
+  // Parameter records: row 0 ends the empty list; each list is followed by a terminator.
+  tb.params.push_back(ParamRow{0, 0, "the empty list"});
+  for (TypeDecl& t : m.types) {
+    t.baseRef = t.base ? tb.typeRefIndex.at(t.base->qualifiedName())
+                       : (t.kind == TypeDecl::Kind::enumeration ? (t.holdingType == "U8" ? -5 : -9) : -1);
+    if (!t.ctorParams.empty()) {
+      t.firstParam = static_cast<uint16_t>(tb.params.size());
+      for (const CtorParam& p : t.ctorParams) {
+        const Member* mem = nullptr;
+        for (const Member& x : t.members)
+          if (x.name == p.field) mem = &x;
+        tb.params.push_back(ParamRow{tb.memberNameOffset.at(p.name), tb.typeNameOffset.at(mem->typeName),
+                                     t.name + "(" + p.name + ": " + mem->typeName + ")"});
+      }
+      tb.params.push_back(ParamRow{0, 0, "end"});
+    }
+    for (Member& mem : t.members) {
+      // An enumerator's type is its own enumeration.
+      mem.typeRef = mem.type ? tb.typeRefIndex.at(mem.type->qualifiedName()) : builtinCode(mem.typeName);
+      if (mem.params.empty()) continue;
+      mem.firstParam = static_cast<uint16_t>(tb.params.size());
+      for (const Param& p : mem.params)
+        tb.params.push_back(ParamRow{tb.memberNameOffset.at(p.name), tb.typeNameOffset.at(p.typeName),
+                                     t.name + "::" + mem.name + "(" + p.name + ": " + p.typeName + ")"});
+      tb.params.push_back(ParamRow{0, 0, "end"});
+    }
+    for (const Member& mem : t.members) tb.members.push_back(&mem);
+  }
+  if (tb.params.size() > 0xffff || tb.members.size() > 0xffff) throw CompileError(m.file, 1, "too many members");
+}
+
+}  // namespace vemc
