@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace Lumo {
+
+class BufferOverrun : public std::runtime_error {
+public:
+  BufferOverrun(std::size_t offset, std::size_t wanted, std::size_t size);
+  std::size_t offset() const noexcept { return offset_; }
+  std::size_t wanted() const noexcept { return wanted_; }
+
+private:
+  std::size_t offset_;
+  std::size_t wanted_;
+};
+
+// Bounded read cursor over network-byte-order (big-endian) records. A read that does not fit throws
+// BufferOverrun and leaves the cursor where it was.
+class BufferIterator {
+public:
+  BufferIterator(const uint8_t* data, std::size_t size) noexcept : data_(data), size_(size) {}
+  explicit BufferIterator(std::string_view bytes) noexcept
+      : BufferIterator(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()) {}
+
+  std::size_t offset() const noexcept { return pos_; }
+  std::size_t remaining() const noexcept { return size_ - pos_; }
+  bool has(std::size_t n) const noexcept { return n <= remaining(); }
+  bool atEnd() const noexcept { return pos_ == size_; }
+
+  uint8_t u8() { return static_cast<uint8_t>(bigEndian(1)); }
+  uint16_t u16() { return static_cast<uint16_t>(bigEndian(2)); }
+  uint32_t u32() { return static_cast<uint32_t>(bigEndian(4)); }
+  uint64_t u64() { return bigEndian(8); }
+
+  // The next n bytes, pointing into the buffer.
+  std::string_view bytes(std::size_t n) {
+    const uint8_t* p = take(n);
+    return {reinterpret_cast<const char*>(p), n};
+  }
+  void bytes(void* out, std::size_t n) {
+    const uint8_t* p = take(n);
+    if (n != 0) std::memcpy(out, p, n);
+  }
+  void skip(std::size_t n) { take(n); }
+
+private:
+  const uint8_t* take(std::size_t n) {
+    if (!has(n)) throw BufferOverrun(pos_, n, size_);
+    const uint8_t* p = data_ + pos_;
+    pos_ += n;
+    return p;
+  }
+  uint64_t bigEndian(std::size_t n) {
+    const uint8_t* p = take(n);
+    uint64_t v = 0;
+    for (std::size_t i = 0; i < n; ++i) v = (v << 8) | p[i];
+    return v;
+  }
+
+  const uint8_t* data_;
+  std::size_t size_;
+  std::size_t pos_ = 0;
+};
+
+// Appends big-endian integers and raw bytes to a caller's string.
+class BufferWriter {
+public:
+  explicit BufferWriter(std::string& out) noexcept : out_(out) {}
+
+  void u8(uint8_t v) { out_.push_back(static_cast<char>(v)); }
+  void u16(uint16_t v) { bigEndian(v, 2); }
+  void u32(uint32_t v) { bigEndian(v, 4); }
+  void u64(uint64_t v) { bigEndian(v, 8); }
+  void bytes(std::string_view b) { out_.append(b); }
+  void bytes(const void* p, std::size_t n) { out_.append(static_cast<const char*>(p), n); }
+
+  std::size_t size() const noexcept { return out_.size(); }
+
+private:
+  void bigEndian(uint64_t v, std::size_t n) {
+    char buffer[8];
+    for (std::size_t i = 0; i < n; ++i) buffer[i] = static_cast<char>(v >> (8 * (n - 1 - i)));
+    out_.append(buffer, n);
+  }
+
+  std::string& out_;
+};
+
+}  // namespace Lumo

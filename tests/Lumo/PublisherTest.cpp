@@ -1,0 +1,131 @@
+#include <Lumo/Publisher.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Lumo::AttributeId;
+using Lumo::Publisher;
+using Lumo::Subscriber;
+
+// Records its calls into a shared log and runs an optional action on each call.
+class Recorder : public Subscriber {
+public:
+  Recorder(std::string name, std::vector<std::string>& log) : name_(std::move(name)), log_(log) {}
+  void onChange(AttributeId id, const void* key, const void* oldValue) override {
+    log_.push_back(name_ + ":" + std::to_string(id) + (key ? "k" : "") + (oldValue ? "o" : ""));
+    if (action) action(id);
+  }
+  std::function<void(AttributeId)> action;
+
+private:
+  std::string name_;
+  std::vector<std::string>& log_;
+};
+
+void publish(const Publisher& p, AttributeId id) { p.publishChangeRecursive(id, nullptr, nullptr, nullptr); }
+
+TEST(Publisher, EmptyStateIsOneNullPointer) {
+  static_assert(sizeof(Publisher) == sizeof(void*));
+  std::vector<std::string> log;
+  Recorder a("a", log), b("b", log);
+  Publisher p;
+  EXPECT_TRUE(p.empty());
+  publish(p, 1);
+  p.subscriberAdd(&a);
+  p.subscriberAdd(&b);
+  EXPECT_FALSE(p.empty());
+  EXPECT_EQ(p.subscriberCount(), 2u);
+  p.subscriberDel(&a);
+  p.subscriberDel(&a);  // not subscribed any more: nothing happens
+  EXPECT_EQ(p.subscriberCount(), 1u);
+  p.subscriberDel(&b);
+  EXPECT_TRUE(p.empty());
+  publish(p, 1);
+  EXPECT_TRUE(log.empty());
+}
+
+TEST(Publisher, CallsInSubscriptionOrderWithTheArguments) {
+  std::vector<std::string> log;
+  Recorder a("a", log), b("b", log), c("c", log);
+  Publisher p;
+  p.subscriberAdd(&b);
+  p.subscriberAdd(&a);
+  p.subscriberAdd(&c);
+  int key = 0, old = 0;
+  p.publishChangeRecursive(9, &key, &old, nullptr);
+  publish(p, 4);
+  EXPECT_EQ(log, (std::vector<std::string>{"b:9ko", "a:9ko", "c:9ko", "b:4", "a:4", "c:4"}));
+}
+
+TEST(Publisher, ChangesDuringAPublishTakeEffectSafely) {
+  std::vector<std::string> log;
+  Recorder a("a", log), b("b", log), c("c", log), d("d", log), late("late", log);
+  Publisher p;
+  for (Recorder* r : {&a, &b, &c, &d}) p.subscriberAdd(r);
+  // a removes itself, b removes c (not yet called), then b adds a latecomer.
+  a.action = [&](AttributeId) { p.subscriberDel(&a); };
+  b.action = [&](AttributeId) {
+    p.subscriberDel(&c);
+    p.subscriberAdd(&late);
+  };
+  publish(p, 1);
+  EXPECT_EQ(log, (std::vector<std::string>{"a:1", "b:1", "d:1"}));
+  EXPECT_EQ(p.subscriberCount(), 3u);
+  log.clear();
+  b.action = nullptr;
+  publish(p, 2);
+  EXPECT_EQ(log, (std::vector<std::string>{"b:2", "d:2", "late:2"}));
+}
+
+TEST(Publisher, NestedPublishesReachEverySubscriberOncePerRound) {
+  std::vector<std::string> log;
+  Recorder a("a", log), b("b", log), c("c", log);
+  Publisher p;
+  for (Recorder* r : {&a, &b, &c}) p.subscriberAdd(r);
+  // b reacts to attribute 1 by changing attribute 2 of the same entity, and leaves during the inner
+  // round; c must still be called once in each round.
+  b.action = [&](AttributeId id) {
+    if (id != 1) return;
+    publish(p, 2);
+    p.subscriberDel(&b);
+  };
+  publish(p, 1);
+  EXPECT_EQ(log, (std::vector<std::string>{"a:1", "b:1", "a:2", "b:2", "c:2", "c:1"}));
+  EXPECT_EQ(p.subscriberCount(), 2u);
+}
+
+TEST(Publisher, LastSubscriberLeavingDuringAPublishEmptiesItAfterwards) {
+  std::vector<std::string> log;
+  Recorder a("a", log);
+  Publisher p;
+  p.subscriberAdd(&a);
+  a.action = [&](AttributeId) { p.subscriberDel(&a); };
+  publish(p, 1);
+  EXPECT_TRUE(p.empty());
+  EXPECT_EQ(p.subscriberCount(), 0u);
+}
+
+TEST(Publisher, AThrowingSubscriberLeavesTheListUsable) {
+  std::vector<std::string> log;
+  Recorder a("a", log), b("b", log);
+  Publisher p;
+  p.subscriberAdd(&a);
+  p.subscriberAdd(&b);
+  a.action = [&](AttributeId id) {
+    p.subscriberDel(&a);
+    if (id == 1) throw std::runtime_error("refused");
+  };
+  EXPECT_THROW(publish(p, 1), std::runtime_error);
+  EXPECT_EQ(p.subscriberCount(), 1u);
+  // The depth was unwound: a removal now erases at once and empties the publisher.
+  p.subscriberDel(&b);
+  EXPECT_TRUE(p.empty());
+}
+
+}  // namespace
