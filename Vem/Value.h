@@ -145,7 +145,7 @@ std::strong_ordering valueCompare(const T& a, const T& b) noexcept {
   if (&a == &b) return std::strong_ordering::equal;
   std::strong_ordering r = std::strong_ordering::equal;
   []<class... F>(FieldList<F...>, const T& x, const T& y, std::strong_ordering& out) {
-    (((out = ValueTraits<typename F::Type>::compare(x.*F::member, y.*F::member)) == 0) && ...);
+    (void)(((out = ValueTraits<typename F::Type>::compare(x.*F::member, y.*F::member)) == 0) && ...);
   }(typename T::VemFields{}, a, b, r);
   return r;
 }

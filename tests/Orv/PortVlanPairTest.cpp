@@ -1,0 +1,117 @@
+// Orv::PortVlanPair as agents use it: built, compared, ordered, hashed, printed and parsed back.
+#include <Orv/OrvPortVlanPair.h>
+#include <Vem/CharRange.h>
+#include <Vem/GenericIf.h>
+#include <Vem/Registry.h>
+#include <Vem/TextForm.h>
+
+#include <Brek/HashMix.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <set>
+#include <sstream>
+
+namespace {
+
+using Orv::PortVlanPair;
+using Pelix::IntfId;
+
+TEST(PortVlanPair, DefaultIsTheEmptyPortAndVlanZero) {
+  PortVlanPair p;
+  EXPECT_TRUE(p.port().empty());
+  EXPECT_EQ(p.vlan(), 0);
+  EXPECT_FALSE(static_cast<bool>(p));
+  EXPECT_TRUE(static_cast<bool>(PortVlanPair(IntfId(), 1)));
+  EXPECT_TRUE(static_cast<bool>(PortVlanPair(IntfId("Ethernet1"), 0)));
+}
+
+TEST(PortVlanPair, OrdersByPortThenVlan) {
+  PortVlanPair a(IntfId("Ethernet1"), 200), b(IntfId("Ethernet2"), 1), c(IntfId("Ethernet2"), 2);
+  EXPECT_LT(a, b);
+  EXPECT_LT(b, c);
+  EXPECT_EQ(a <=> a, std::strong_ordering::equal);
+  EXPECT_EQ(c, PortVlanPair(IntfId("Ethernet2"), 2));
+  EXPECT_NE(b, c);  // differ only in the last field
+  EXPECT_TRUE(PortVlanPair::isEq(&c, &c));
+  EXPECT_FALSE(PortVlanPair::isEq(&b, &c));
+  // Unsigned comparison of the VLAN.
+  EXPECT_LT(PortVlanPair(IntfId("Ethernet1"), 0x7fff), PortVlanPair(IntfId("Ethernet1"), 0x8000));
+}
+
+TEST(PortVlanPair, UnseededHashMixesRawPortBytesThenVlan) {
+  for (const char* name : {"", "Ethernet3/1", "Port-Channel9"}) {
+    PortVlanPair p(IntfId(name), 42);
+    Brek::HashMix expected(0);
+    uint64_t raw = IntfId(name).raw();
+    unsigned char bytes[8];
+    std::memcpy(bytes, &raw, 8);
+    expected.mixBytes(bytes, 8);
+    expected.mix(uint16_t{42});
+    EXPECT_EQ(p.hash(), expected.result()) << name;
+    EXPECT_EQ(p.hash(), PortVlanPair(IntfId(name), 42).hash());
+  }
+  // The empty port still contributes its 8 bytes: a different VLAN gives a different hash.
+  EXPECT_NE(PortVlanPair(IntfId(), 1).hash(), PortVlanPair(IntfId(), 2).hash());
+}
+
+TEST(PortVlanPair, SeededHashIsDistinctAndSpreads) {
+  PortVlanPair p(IntfId("Ethernet5"), 10);
+  EXPECT_EQ(p.hash(7), PortVlanPair(IntfId("Ethernet5"), 10).hash(7));
+  EXPECT_NE(p.hash(7), p.hash(8));
+  EXPECT_NE(p.hash(0), p.hash());
+  std::set<uint32_t> seen;
+  for (uint16_t vlan = 1; vlan <= 4094; ++vlan) seen.insert(PortVlanPair(IntfId("Ethernet1"), vlan).hash(0));
+  EXPECT_EQ(seen.size(), 4094u);
+  // The generic hash is the declared unseeded one.
+  auto t = PortVlanPair::vemType();
+  EXPECT_EQ(Vem::GenericIfImpl::valueMethods(t)->hash(&p, t), p.hash());
+}
+
+TEST(PortVlanPair, TextFormRoundTrips) {
+  for (const PortVlanPair& p : {PortVlanPair(), PortVlanPair(IntfId("Ethernet3/1/2.100"), 4094),
+                                PortVlanPair(IntfId("cpu"), 65535), PortVlanPair(IntfId("Port-Channel2000"), 1)}) {
+    Lumo::String text = p.stringValue();
+    EXPECT_EQ(Vem::strepToValue<PortVlanPair>(text.view()), p) << text;
+    std::ostringstream os;
+    os << p;
+    EXPECT_EQ(os.str(), text.view());
+  }
+  EXPECT_EQ(PortVlanPair(IntfId("Ethernet3/1"), 100).stringValue(), "Orv::PortVlanPair(port=Ethernet3/1, vlan=100)");
+}
+
+TEST(PortVlanPair, ParserRefusesMalformedTextWithTheFieldNamed) {
+  auto error = [](const char* text) -> std::string {
+    try {
+      Vem::strepToValue<PortVlanPair>(text);
+    } catch (const Vem::RangeException& e) {
+      return e.what();
+    }
+    return "accepted";
+  };
+  EXPECT_NE(error("Orv::PortVlanPair(port=Ethernet1, vlan=70000)").find("vlan: number too large for U16"), std::string::npos);
+  EXPECT_NE(error("Orv::PortVlanPair(port=Ethernet99999, vlan=1)").find("port: Pelix::IntfId"), std::string::npos);
+  EXPECT_NE(error("Orv::PortVlanPair(vlan=1, port=Ethernet1)").find("expected field 'port'"), std::string::npos);
+  EXPECT_NE(error("Orv::PortVlanPair(port=Ethernet1, vlan=1)x").find("unexpected text after the value"), std::string::npos);
+  EXPECT_NE(error("Orv::PortVlanPair(port=Ethernet1, vlan=1").find("expected ')'"), std::string::npos);
+  EXPECT_NE(error("Orv::PortVlanPai(port=Ethernet1, vlan=1)").find("expected 'Orv::PortVlanPair'"), std::string::npos);
+  EXPECT_NE(error("").find("expected 'Orv::PortVlanPair'"), std::string::npos);
+  EXPECT_NE(error("Orv::PortVlanPair(port=Ethernet1, vlan=-1)").find("vlan: expected a U16 number"), std::string::npos);
+}
+
+TEST(PortVlanPair, GenericMethodsBuildPrintAndParse) {
+  auto t = Vem::Registry::typeByName("Orv::PortVlanPair").value();
+  const auto* m = Vem::GenericIfImpl::valueMethods(t);
+  alignas(PortVlanPair) unsigned char a[sizeof(PortVlanPair)], b[sizeof(PortVlanPair)];
+  m->construct(a, nullptr);
+  m->strepToValue(a, Lumo::String("Orv::PortVlanPair(port=Vlan10, vlan=10)"), t, 0);
+  m->construct(b, a);
+  EXPECT_EQ(m->strRep(b, t, 0), "Orv::PortVlanPair(port=Vlan10, vlan=10)");
+  EXPECT_THROW(m->strepToValue(a, Lumo::String("nonsense"), t, 0), Vem::RangeException);
+  // A refused parse leaves the destination as it was.
+  EXPECT_EQ(*reinterpret_cast<PortVlanPair*>(a), PortVlanPair(IntfId("Vlan10"), 10));
+  m->destruct(a);
+  m->destruct(b);
+}
+
+}  // namespace

@@ -1,0 +1,166 @@
+// The generated value-type shape on a test module that uses every kind of field: bounds, enumerations
+// of both widths, strings with awkward bytes, nested values, constants and declared hashes.
+#include <modules/VemTestTypes.h>
+
+#include <Vem/GenericIf.h>
+#include <Vem/Registry.h>
+#include <Vem/TextForm.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+namespace {
+
+using namespace VemTest;
+
+std::string errorOf(auto&& f) {
+  try {
+    f();
+  } catch (const Vem::RangeException& e) {
+    return e.what();
+  }
+  return "no error";
+}
+
+TEST(ValueBound, ConstructorAndParserRefuseWithTheirOwnMessages) {
+  EXPECT_EQ(Bounded(4095).value(), 4095);
+  EXPECT_EQ(Bounded(10, 10).max(), 10);
+  EXPECT_EQ(errorOf([] { Bounded(4096); }), "VemTest::Bounded::value > _max not allowed");
+  EXPECT_EQ(errorOf([] { Bounded(11, 10); }), "VemTest::Bounded::value > _max not allowed");
+  EXPECT_EQ(errorOf([] { Vem::strepToValue<Bounded>("VemTest::Bounded(value=11, max=10)"); }),
+            "VemTest::Bounded::value > max_ not allowed");
+  EXPECT_EQ(Vem::strepToValue<Bounded>("VemTest::Bounded(value=10, max=10)"), Bounded(10, 10));
+  EXPECT_EQ(Bounded(3, 9).sharing(), 9);  // hand-written beside the module
+  // Constructed from arguments through the registry, the bound still holds.
+  auto t = Bounded::vemType();
+  uint16_t value = 5, max = 4;
+  const void* args[] = {&value, &max};
+  alignas(Bounded) unsigned char storage[sizeof(Bounded)];
+  EXPECT_THROW(t.impl().constructFromCtorArgs(storage, args), Vem::RangeException);
+}
+
+TEST(Enumerations, ByCodeByNameAndText) {
+  EXPECT_EQ(ColorInstance(2), Color::blue);
+  EXPECT_EQ(ColorInstance("green"), Color::green);
+  EXPECT_EQ(WideInstance(70000), Wide::high);
+  EXPECT_EQ(errorOf([] { WideInstance(0); }), "VemTest::Wide: no enumerator has the code 0");
+  EXPECT_EQ(errorOf([] { ColorInstance("purple"); }), "VemTest::Color: no enumerator is named 'purple'");
+  EXPECT_EQ(stringValue(Color::red), "red");
+  EXPECT_EQ(stringValue(static_cast<Color>(9)), "9");
+  Vem::CharRange in("magenta, rest");
+  Inner::Color c{};
+  EXPECT_TRUE(sequenceToValue(in, &c));
+  EXPECT_EQ(c, Inner::Color::magenta);
+  EXPECT_EQ(in.rest(), ", rest");
+  Vem::CharRange bad("greenish");
+  Color d = Color::red;
+  EXPECT_FALSE(sequenceToValue(bad, &d));
+  EXPECT_EQ(bad.offset(), 0u);
+  EXPECT_EQ(sizeof(Color), 1u);
+  EXPECT_EQ(sizeof(Wide), 4u);
+}
+
+TEST(Enumerations, RegisteredWithHoldingWidthAndEnumeratorRecords) {
+  auto color = Vem::Registry::typeByName("VemTest::Color").value();
+  EXPECT_EQ(color.kind(), 0x25);
+  EXPECT_EQ(color.record().baseType, -5);
+  EXPECT_EQ(color.record().layout(), 0x0008);
+  auto wide = Vem::Registry::typeByName("VemTest::Wide").value();
+  EXPECT_EQ(wide.record().baseType, -9);
+  auto members = wide.members();
+  ASSERT_EQ(members.size(), 2u);
+  EXPECT_EQ(members[1].flagsA, 0x2888);
+  EXPECT_EQ(members[1].extra, 70000u);
+  // Enumerator ids are their positions in the module's member table: unique within the module.
+  EXPECT_EQ(members[0].attributeId, wide.record().firstMember);
+  EXPECT_EQ(members[1].attributeId, wide.record().firstMember + 1);
+  // Nested namespaces keep their own enumerations apart.
+  EXPECT_TRUE(Vem::Registry::typeByName("VemTest::Inner::Color").has_value());
+}
+
+TEST(ValueText, EveryFieldKindRoundTrips) {
+  Everything v;
+  EXPECT_EQ(v.name(), "default name");
+  EXPECT_EQ(v.color(), Color::green);
+  EXPECT_EQ(v.count(), 7u);
+  EXPECT_EQ(v.delta(), -5);
+  EXPECT_TRUE(v.flag());
+  EXPECT_FALSE(static_cast<bool>(v));
+  v.countIs(4000000000u);
+  v.bigIs(UINT64_MAX);
+  v.deltaIs(INT32_MIN);
+  v.flagIs(false);
+  v.whenIs(1234.5678);
+  v.portIs(Pelix::IntfId("Ethernet1/2"));
+  v.boundedIs(Bounded(7, 8));
+  EXPECT_TRUE(static_cast<bool>(v));
+  Everything back = Vem::strepToValue<Everything>(v.stringValue().view());
+  EXPECT_EQ(back, v) << v.stringValue();
+  EXPECT_EQ(back.stringValue(), v.stringValue());
+}
+
+TEST(ValueText, StringsWithAnyBytesRoundTrip) {
+  const std::string awkward[] = {std::string(), std::string("a\0b", 3), "quote\" and \\ backslash", "line\nbreak\ttab\r",
+                                 "\x01\x7f\x80\xff", "Orv::PortVlanPair(port=, vlan=1)", std::string(300, ','), "\\x41"};
+  for (const std::string& s : awkward) {
+    Everything v(Lumo::String(s), Color::red, Wide::high);
+    Everything back = Vem::strepToValue<Everything>(v.stringValue().view());
+    EXPECT_EQ(back.name().view(), s);
+    EXPECT_EQ(back, v);
+  }
+}
+
+TEST(ValueText, SpecialNumbers) {
+  Everything v;
+  v.whenIs(std::nan(""));
+  Everything back = Vem::strepToValue<Everything>(v.stringValue().view());
+  EXPECT_TRUE(std::isnan(back.when()));
+  EXPECT_NE(back, v);  // a NaN time is unequal even to itself
+  EXPECT_EQ(v, v);     // except when it is the very same value
+  v.whenIs(-INFINITY);
+  EXPECT_EQ(Vem::strepToValue<Everything>(v.stringValue().view()).when(), -INFINITY);
+  v.whenIs(0.1);
+  EXPECT_EQ(Vem::strepToValue<Everything>(v.stringValue().view()).when(), 0.1);
+}
+
+TEST(ValueText, NestedFieldErrorsCarryTheFieldPath) {
+  Everything v;
+  std::string text = v.stringValue().stdString();
+  std::string broken = text.replace(text.find("max=4095"), 8, "max=99999");
+  EXPECT_EQ(errorOf([&] { Vem::strepToValue<Everything>(broken); }).substr(0, 44),
+            "bounded: max: number too large for U16 at of");
+}
+
+TEST(ValueShape, ConstantsMethodsAndEmptyValues) {
+  EXPECT_EQ(Everything::label(), "a label");
+  static_assert(Everything::limit() == 42);
+  Everything v;
+  v.countIs(3);
+  EXPECT_EQ(v.scaled(10, Color::blue), 32u);
+  Everything w = v;
+  EXPECT_EQ(v.digest(), w.digest());
+  w.portIs(Pelix::IntfId("Ethernet2"));
+  EXPECT_NE(v.digest(), w.digest());
+  // A value with no stored fields: all equal, never set, text of its name alone.
+  EXPECT_EQ(Empty(), Empty());
+  EXPECT_FALSE(static_cast<bool>(Empty()));
+  EXPECT_EQ(Empty().stringValue(), "VemTest::Empty()");
+  EXPECT_EQ(Vem::strepToValue<Empty>("VemTest::Empty()"), Empty());
+  EXPECT_THROW(Vem::strepToValue<Empty>("VemTest::Empty(x=1)"), Vem::RangeException);
+}
+
+TEST(ValueShape, OrderingIsLexicographicOverStoredFields) {
+  Everything a(Lumo::String("a"), Color::blue, Wide::high);
+  Everything b(Lumo::String("b"), Color::red, Wide::low);
+  EXPECT_LT(a, b);
+  Everything c = a;
+  c.countIs(8);
+  EXPECT_LT(a, c);  // equal up to count, 7 < 8
+  // Strings order by unsigned bytes.
+  EXPECT_LT(Everything(Lumo::String("z"), Color::red, Wide::low),
+            Everything(Lumo::String("\xc3\xa9"), Color::red, Wide::low));
+}
+
+}  // namespace

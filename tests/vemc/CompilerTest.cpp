@@ -1,0 +1,144 @@
+// The type compiler's checks: a bad definition gives "file:line: what is wrong"; a good one gives
+// deterministic tables.
+#include "Checker.h"
+#include "CppGenerator.h"
+#include "Diagnostics.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class CompilerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() / ("vemc-test-" + std::to_string(getpid()));
+    fs::create_directories(dir_ / "lib");
+    write("lib/Base.vem", "module Base;\nnamespace Base {\n  enum Mode { off, on }\n  value Pair { field a : U8; field b : U8; }\n}\n");
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  std::string write(const std::string& name, const std::string& text) {
+    fs::path p = dir_ / name;
+    std::ofstream(p) << text;
+    return p.string();
+  }
+
+  // Compiles module Mod from the given text; returns "" on success, else the error.
+  std::string compile(const std::string& text) {
+    std::string file = write("Mod.vem", text);
+    try {
+      vemc::Compilation c({(dir_ / "lib").string()});
+      const vemc::ModuleDecl& m = c.load(file);
+      vemc::generateCpp(m, c);
+      return "";
+    } catch (const vemc::CompileError& e) {
+      std::string what = e.what();
+      return what.substr(what.find("Mod.vem:") + 4);
+    }
+  }
+
+  fs::path dir_;
+};
+
+TEST_F(CompilerTest, GrammarErrorsNameTheLine) {
+  EXPECT_EQ(compile("modul Mod;"), "vem:1: expected 'module', found 'modul'");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n  value V {\n    field x U8;\n  }\n}\n"),
+            "vem:4: expected ':', found 'U8'");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n  value V { field x : U8; }\n"),
+            "vem:4: missing '}' closing namespace N");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { value V { thing x : U8; } }"), "vem:2: unknown member kind 'thing'");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { value V { field x : U8 = \"text; } }"), "vem:2: unterminated string");
+  EXPECT_EQ(compile("module Mod;\nvalue V { }"), "vem:2: type V must be declared inside a namespace");
+  EXPECT_EQ(compile("module Other;"), "vem:1: module Other must be defined in a file named Other.vem");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { value V { field x : U8 = 1x; } }"), "vem:2: malformed number '1x'");
+}
+
+TEST_F(CompilerTest, MeaningErrors) {
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : Nope; } }"), "vem:3: unknown type 'Nope'");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : Base::Pair; } }"), "vem:3: unknown type 'Base::Pair'");
+  write("lib/Mid.vem", "module Mid;\nimport Base;\nnamespace Mid { value M { field p : Base::Pair; } }\n");
+  EXPECT_EQ(compile("module Mod;\nimport Mid;\nnamespace N {\n value V { field x : Base::Pair; } }"),
+            "vem:4: type Base::Pair is defined by module Base, which this module does not import");
+  EXPECT_EQ(compile("module Mod;\nimport Missing;\n"), "vem:1: cannot find module Missing (Missing.vem) on the import path");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8;\n field x : U16; } }"),
+            "vem:4: member x of N::V is declared twice");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { value V {}\n value V {} }"), "vem:3: type N::V is already defined");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8 = 256; } }"), "vem:3: default of x: 256 does not fit U8");
+  EXPECT_EQ(compile("module Mod;\nimport Base;\nnamespace N {\n value V { field m : Base::Mode = dim; } }"),
+            "vem:4: default of m: dim is not an enumerator of Base::Mode");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n enum E { a = 300 } }"),
+            "vem:3: code 300 of a does not fit U8; declare the enumeration ': U32'");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n enum E { a, b = 0 } }"), "vem:3: code 0 is used twice in N::E");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8;\n check x <= y; } }"),
+            "vem:4: check: y is not a stored integer field of V");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field s : Vem::String;\n computed h : U32 = mix(hash s); } }"),
+            "vem:4: 'hash s': a built-in field has no hash of its own; use raw or single");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8; field y : U8;\n ctor(x = 1, y); } }"),
+            "vem:4: ctor parameter y needs a default: an earlier one has one");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { input i : U8; } }"), "vem:3: input i must be listed in the ctor clause");
+}
+
+TEST_F(CompilerTest, ImportsResolveFromInnermostNamespace) {
+  EXPECT_EQ(compile("module Mod;\nimport Base;\nnamespace Base {\n namespace Inner {\n"
+                    "  value V { field p : Pair; field m : Mode = on; } } }"),
+            "");
+}
+
+TEST_F(CompilerTest, OutputIsDeterministicAndTablesSorted) {
+  const std::string text =
+      "module Mod tag 0x12345678;\nimport Base;\nnamespace N {\n value Zeta { field b : Base::Pair; field a : U32; }\n"
+      " value Alpha { mutable z : bool; method m(q : U16, p : Base::Mode) : void; }\n}\n";
+  std::string file = write("Mod.vem", text);
+  vemc::Compilation c1({(dir_ / "lib").string()});
+  const vemc::ModuleDecl& m1 = c1.load(file);
+  vemc::GeneratedFiles g1 = vemc::generateCpp(m1, c1);
+  vemc::Compilation c2({(dir_ / "lib").string()});
+  vemc::GeneratedFiles g2 = vemc::generateCpp(c2.load(file), c2);
+  EXPECT_EQ(g1.header, g2.header);
+  EXPECT_EQ(g1.source, g2.source);
+  EXPECT_NE(g1.source.find("_Mod_12345678_vemModule"), std::string::npos);
+
+  const vemc::Tables& t = c1.tables();
+  // Type names: the module's types and parameter types, sorted; member names start with "".
+  EXPECT_EQ(t.typeNames, std::string("Base::Mode\0Base::Pair\0N::Alpha\0N::Zeta\0U16\0U32\0", 47));
+  EXPECT_EQ(t.memberNames, std::string("\0a\0b\0m\0p\0q\0z\0", 13));
+  ASSERT_EQ(t.typeRefs.size(), 1u);
+  EXPECT_EQ(t.typeRefs[0]->qualifiedName(), "Base::Pair");
+  // Zeta's ctor (b, a), then Alpha::m's (q, p): each list ends with a terminator after row 0.
+  ASSERT_EQ(t.params.size(), 7u);
+  EXPECT_EQ(t.params[1].nameOffset, 3u);  // b
+  EXPECT_EQ(t.params[2].nameOffset, 1u);  // a
+  EXPECT_EQ(t.params[3].nameOffset, 0u);
+  EXPECT_EQ(t.params[4].nameOffset, 9u);  // q
+  EXPECT_EQ(t.params[5].typeNameOffset, 0u);  // p: Base::Mode
+  // Member ids and flags.
+  EXPECT_EQ(m1.types[0].members[0].attributeId, 2);
+  EXPECT_EQ(m1.types[0].members[1].attributeId, 3);
+  EXPECT_EQ(m1.types[0].members[0].typeRef, 0);
+  EXPECT_EQ(m1.types[1].members[0].flagsA, 0x9c00);
+  EXPECT_EQ(m1.types[1].members[1].flagsA, 0x0810);
+  EXPECT_EQ(m1.types[1].members[1].typeRef, -4);
+}
+
+TEST_F(CompilerTest, DefaultTagAlwaysHasEightDigits) {
+  for (const char* name : {"A", "OrvPortVlanPair", "x", "VeryLongModuleNameForTesting"})
+    EXPECT_GE(vemc::defaultTag(name), 0x10000000u) << name;
+  EXPECT_EQ(vemc::defaultTag("Same"), vemc::defaultTag("Same"));
+}
+
+TEST(CompilerSources, EveryShippedDefinitionCompiles) {
+  // Every definition of the repository, compiled as the build does.
+  for (const char* rel : {"platform/Pelix/Pelix.vem", "Orv/OrvPortVlanPair.vem", "tests/modules/VemTestTypes.vem"}) {
+    vemc::Compilation c({std::string(VEM_SOURCE_DIR) + "/platform", std::string(VEM_SOURCE_DIR) + "/Orv"});
+    EXPECT_NO_THROW(vemc::generateCpp(c.load(std::string(VEM_SOURCE_DIR) + "/" + rel), c)) << rel;
+  }
+}
+
+}  // namespace
