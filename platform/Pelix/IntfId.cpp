@@ -2,6 +2,7 @@
 
 #include <Brek/HashMix.h>
 #include <Vem/CharRange.h>
+#include <Vem/NboAttrLog.h>
 #include <Vem/RangeException.h>
 #include <Vem/TextForm.h>
 
@@ -109,6 +110,8 @@ IntfId::IntfId(Vem::CharRange& text) {
   text = probe;
 }
 
+IntfId::IntfId(Vem::NboAttrLog::In* in, Vem::StreamBogon) : id_(in->u64()) {}
+
 bool IntfId::isValidName(std::string_view name) noexcept { return encode(name).has_value(); }
 
 Lumo::String IntfId::name() const {
@@ -140,5 +143,10 @@ uint32_t IntfId::hash(uint32_t seed) const noexcept {
 }
 
 std::ostream& operator<<(std::ostream& os, const IntfId& id) { return os << id.name(); }
+
+Vem::NboAttrLog::Out& operator<<(Vem::NboAttrLog::Out& out, const IntfId& id) {
+  out.u64(id.raw());
+  return out;
+}
 
 }  // namespace Pelix

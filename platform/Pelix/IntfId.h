@@ -15,13 +15,19 @@
 #include <Lumo/String.h>
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string_view>
 
 namespace Vem {
 class CharRange;
-}
+struct StreamBogon;
+namespace NboAttrLog {
+class In;
+class Out;
+}  // namespace NboAttrLog
+}  // namespace Vem
 
 namespace Pelix {
 
@@ -34,6 +40,8 @@ class IntfId {
   explicit IntfId(const Lumo::String& name) : IntfId(name.view()) {}
   // Reads a name from text (the generic text form): the longest run of name characters.
   explicit IntfId(Vem::CharRange& text);
+  // The attribute-log form: one U64.
+  IntfId(Vem::NboAttrLog::In* in, Vem::StreamBogon);
 
   static constexpr IntfId fromRaw(uint64_t raw) noexcept {
     IntfId id;
@@ -58,5 +66,7 @@ class IntfId {
 };
 
 std::ostream& operator<<(std::ostream& os, const IntfId& id);
+Vem::NboAttrLog::Out& operator<<(Vem::NboAttrLog::Out& out, const IntfId& id);
+constexpr std::size_t attrLogSize(const IntfId*) noexcept { return 8; }
 
 }  // namespace Pelix

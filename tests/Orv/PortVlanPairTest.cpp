@@ -2,6 +2,7 @@
 #include <Orv/OrvPortVlanPair.h>
 #include <Vem/CharRange.h>
 #include <Vem/GenericIf.h>
+#include <Vem/NboAttrLog.h>
 #include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
@@ -112,6 +113,30 @@ TEST(PortVlanPair, GenericMethodsBuildPrintAndParse) {
   EXPECT_EQ(*reinterpret_cast<PortVlanPair*>(a), PortVlanPair(IntfId("Vlan10"), 10));
   m->destruct(a);
   m->destruct(b);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(PortVlanPairLog, TenBytesBigEndianAndBack) {
+  PortVlanPair p(IntfId("Ethernet3/1"), 0x0102);
+  std::string bytes;
+  Vem::NboAttrLog::Out out(bytes);
+  out << p;
+  ASSERT_EQ(bytes.size(), 10u);
+  EXPECT_EQ(attrLogSize(&p), 10u);
+  uint64_t raw = IntfId("Ethernet3/1").raw();
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(static_cast<uint8_t>(bytes[i]), static_cast<uint8_t>(raw >> (56 - 8 * i)));
+  EXPECT_EQ(bytes.substr(8), std::string("\x01\x02", 2));
+  Vem::NboAttrLog::In in(bytes);
+  EXPECT_EQ(PortVlanPair(&in, Vem::StreamBogon{}), p);
+  EXPECT_TRUE(in.atEnd());
+  // Every truncation is refused without reading past the end.
+  for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+    Vem::NboAttrLog::In shorter(bytes.data(), cut);
+    EXPECT_THROW(PortVlanPair(&shorter, Vem::StreamBogon{}), Vem::RangeException) << cut;
+  }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <modules/VemTestTypes.h>
 
 #include <Vem/GenericIf.h>
+#include <Vem/NboAttrLog.h>
 #include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
@@ -161,6 +162,44 @@ TEST(ValueShape, OrderingIsLexicographicOverStoredFields) {
   // Strings order by unsigned bytes.
   EXPECT_LT(Everything(Lumo::String("z"), Color::red, Wide::low),
             Everything(Lumo::String("\xc3\xa9"), Color::red, Wide::low));
+}
+
+}  // namespace
+
+namespace {
+
+TEST(ValueLog, EveryFieldKindRoundTripsAndBoundsHoldOnInput) {
+  Everything v(Lumo::String("n\0m", 3), Color::blue, Wide::high);
+  v.bigIs(0x0102030405060708ull);
+  v.deltaIs(-2);
+  v.whenIs(-0.5);
+  v.portIs(Pelix::IntfId("Ethernet9"));
+  v.boundedIs(Bounded(1, 2));
+  std::string bytes;
+  Vem::NboAttrLog::Out out(bytes);
+  out << v;
+  // name 4+3, color 4 (an enumeration is a U32 whatever its width), wide 4, count 4, big 8, delta 4,
+  // flag 1, when 8, port 8, bounded 2+2.
+  EXPECT_EQ(bytes.size(), 7u + 4 + 4 + 4 + 8 + 4 + 1 + 8 + 8 + 4);
+  EXPECT_EQ(attrLogSize(&v), bytes.size());
+  EXPECT_EQ(bytes.substr(7, 4), std::string("\0\0\0\2", 4));
+  Vem::NboAttrLog::In in(bytes);
+  EXPECT_EQ(Everything(&in, Vem::StreamBogon{}), v);
+
+  std::string bad;
+  Vem::NboAttrLog::Out badOut(bad);
+  badOut.u16(9);
+  badOut.u16(8);  // value 9 above max 8
+  Vem::NboAttrLog::In badIn(bad);
+  EXPECT_EQ(errorOf([&] { Bounded(&badIn, Vem::StreamBogon{}); }), "VemTest::Bounded::value > max_ not allowed");
+  // A U8 enumeration refuses a code beyond its width; a bool refuses bytes other than 0 and 1.
+  std::string wide("\0\0\1\0", 4);
+  Vem::NboAttrLog::In wideIn(wide);
+  Color c;
+  EXPECT_THROW(Vem::LogTraits<Color>::read(wideIn, c), Vem::RangeException);
+  Vem::NboAttrLog::In boolIn(std::string_view("\2", 1));
+  bool b;
+  EXPECT_THROW(Vem::LogTraits<bool>::read(boolIn, b), Vem::RangeException);
 }
 
 }  // namespace

@@ -1,0 +1,179 @@
+// Attribute-log streams: values in network byte order. Out appends to a byte buffer; In reads a bounded
+// buffer and raises Vem::RangeException instead of reading past its end, so a record that does not fit
+// its bytes is refused before anything is applied. The log forms of every value kind are LogTraits below.
+#pragma once
+
+#include <Lumo/String.h>
+#include <Vem/RangeException.h>
+#include <Vem/Value.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace Vem {
+
+// Selects the constructor that reads a value from the attribute log.
+struct StreamBogon {};
+
+namespace NboAttrLog {
+
+class Out {
+ public:
+  explicit Out(std::string& buffer) noexcept : buffer_(buffer) {}
+
+  void u8(uint8_t v) { buffer_.push_back(static_cast<char>(v)); }
+  void u16(uint16_t v) { bigEndian(v, 2); }
+  void u32(uint32_t v) { bigEndian(v, 4); }
+  void u64(uint64_t v) { bigEndian(v, 8); }
+  void bytes(const void* p, std::size_t n) { buffer_.append(static_cast<const char*>(p), n); }
+  // A string: its 4-byte length, then its bytes, no terminator.
+  void string(std::string_view s) {
+    u32(static_cast<uint32_t>(s.size()));
+    buffer_.append(s);
+  }
+  std::size_t size() const noexcept { return buffer_.size(); }
+  std::string& buffer() noexcept { return buffer_; }
+
+ private:
+  void bigEndian(uint64_t v, std::size_t n) {
+    char b[8];
+    for (std::size_t i = 0; i < n; ++i) b[i] = static_cast<char>(v >> (8 * (n - 1 - i)));
+    buffer_.append(b, n);
+  }
+  std::string& buffer_;
+};
+
+class In {
+ public:
+  In(const void* data, std::size_t size) noexcept : data_(static_cast<const uint8_t*>(data)), size_(size) {}
+  explicit In(std::string_view bytes) noexcept : In(bytes.data(), bytes.size()) {}
+
+  uint8_t u8() { return static_cast<uint8_t>(bigEndian(1)); }
+  uint16_t u16() { return static_cast<uint16_t>(bigEndian(2)); }
+  uint32_t u32() { return static_cast<uint32_t>(bigEndian(4)); }
+  uint64_t u64() { return bigEndian(8); }
+  std::string_view bytes(std::size_t n) {
+    const uint8_t* p = take(n);
+    return {reinterpret_cast<const char*>(p), n};
+  }
+  Lumo::String string() {
+    uint32_t n = u32();
+    return Lumo::String(bytes(n));
+  }
+  std::size_t offset() const noexcept { return pos_; }
+  std::size_t remaining() const noexcept { return size_ - pos_; }
+  bool atEnd() const noexcept { return pos_ == size_; }
+
+ private:
+  const uint8_t* take(std::size_t n) {
+    if (n > size_ - pos_) truncated(n);
+    const uint8_t* p = data_ + pos_;
+    pos_ += n;
+    return p;
+  }
+  uint64_t bigEndian(std::size_t n) {
+    const uint8_t* p = take(n);
+    uint64_t v = 0;
+    for (std::size_t i = 0; i < n; ++i) v = (v << 8) | p[i];
+    return v;
+  }
+  [[noreturn]] void truncated(std::size_t wanted) const;
+
+  const uint8_t* data_;
+  std::size_t size_;
+  std::size_t pos_ = 0;
+};
+
+}  // namespace NboAttrLog
+
+// The log form of one field type: write, read, and size in bytes.
+template <class T>
+struct LogTraits {
+  static void write(NboAttrLog::Out& out, const T& v) {
+    if constexpr (std::is_enum_v<T>) {
+      out.u32(static_cast<uint32_t>(v));  // every enumeration travels as a U32
+    } else if constexpr (std::is_same_v<T, bool>) {
+      out.u8(v ? 1 : 0);
+    } else if constexpr (std::is_integral_v<T>) {
+      using U = std::make_unsigned_t<T>;
+      if constexpr (sizeof(T) == 1) out.u8(static_cast<U>(v));
+      else if constexpr (sizeof(T) == 2) out.u16(static_cast<U>(v));
+      else if constexpr (sizeof(T) == 4) out.u32(static_cast<U>(v));
+      else out.u64(static_cast<U>(v));
+    } else {
+      out << v;
+    }
+  }
+  static void read(NboAttrLog::In& in, T& v) {
+    if constexpr (std::is_enum_v<T>) {
+      uint32_t code = in.u32();
+      using U = std::underlying_type_t<T>;
+      if (code > static_cast<uint32_t>(static_cast<U>(~U{}))) throw RangeException("attribute log: enumeration code out of range");
+      v = static_cast<T>(code);
+    } else if constexpr (std::is_same_v<T, bool>) {
+      uint8_t b = in.u8();
+      if (b > 1) throw RangeException("attribute log: bool byte is neither 0 nor 1");
+      v = b != 0;
+    } else if constexpr (std::is_integral_v<T>) {
+      if constexpr (sizeof(T) == 1) v = static_cast<T>(in.u8());
+      else if constexpr (sizeof(T) == 2) v = static_cast<T>(in.u16());
+      else if constexpr (sizeof(T) == 4) v = static_cast<T>(in.u32());
+      else v = static_cast<T>(in.u64());
+    } else {
+      v = T(&in, StreamBogon{});
+    }
+  }
+  static std::size_t size(const T& v) {
+    if constexpr (std::is_enum_v<T>) return 4;
+    else if constexpr (std::is_integral_v<T>) return sizeof(T);
+    else return attrLogSize(&v);
+  }
+};
+
+template <>
+struct LogTraits<Lumo::String> {
+  static void write(NboAttrLog::Out& out, const Lumo::String& v) { out.string(v.view()); }
+  static void read(NboAttrLog::In& in, Lumo::String& v) { v = in.string(); }
+  static std::size_t size(const Lumo::String& v) { return 4 + v.size(); }
+};
+
+// Vem::Seconds travels as the 8 bytes of its IEEE-754 double, big-endian.
+template <>
+struct LogTraits<double> {
+  static void write(NboAttrLog::Out& out, double v) {
+    uint64_t bits;
+    std::memcpy(&bits, &v, 8);
+    out.u64(bits);
+  }
+  static void read(NboAttrLog::In& in, double& v) {
+    uint64_t bits = in.u64();
+    std::memcpy(&v, &bits, 8);
+  }
+  static std::size_t size(double) { return 8; }
+};
+
+// A generated value: its stored fields in declaration order.
+template <GeneratedValue T>
+void valueToLog(NboAttrLog::Out& out, const T& v) {
+  []<class... F>(FieldList<F...>, NboAttrLog::Out& o, const T& x) {
+    (LogTraits<typename F::Type>::write(o, x.*F::member), ...);
+  }(typename T::VemFields{}, out, v);
+}
+template <GeneratedValue T>
+void valueFromLog(NboAttrLog::In& in, T& v) {
+  []<class... F>(FieldList<F...>, NboAttrLog::In& i, T& x) {
+    (LogTraits<typename F::Type>::read(i, x.*F::member), ...);
+  }(typename T::VemFields{}, in, v);
+}
+template <GeneratedValue T>
+std::size_t valueLogSize(const T& v) {
+  return []<class... F>(FieldList<F...>, const T& x) {
+    return (std::size_t{0} + ... + LogTraits<typename F::Type>::size(x.*F::member));
+  }(typename T::VemFields{}, v);
+}
+
+}  // namespace Vem
