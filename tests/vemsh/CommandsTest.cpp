@@ -1,0 +1,198 @@
+#include "Commands.h"
+#include "Dispatch.h"
+#include "TestModule.h"
+
+#include <Orv/OrvPortVlanPair.h>
+#include <Vem/Hash.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+std::vector<std::string> lines(const std::string& text) {
+  std::vector<std::string> result;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) result.push_back(line);
+  return result;
+}
+
+std::vector<std::string> words(const std::string& line) {
+  std::vector<std::string> result;
+  std::istringstream in(line);
+  for (std::string w; in >> w;) result.push_back(w);
+  return result;
+}
+
+std::string hashText(uint32_t hash) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08x", static_cast<unsigned>(hash));
+  return text;
+}
+
+std::string userErrorOf(void (*command)(std::ostream&, std::string_view, std::string_view), std::string_view a,
+                        std::string_view b) {
+  std::ostringstream out;
+  try {
+    command(out, a, b);
+  } catch (const vemsh::UserError& e) {
+    EXPECT_EQ(out.str(), "") << "an error must come before any output";
+    return e.what();
+  }
+  ADD_FAILURE() << "no error for " << a << " " << b;
+  return {};
+}
+
+TEST(VemshModules, LoadOrderSymbolsAndCounts) {
+  std::ostringstream out;
+  vemsh::listModules(out);
+  std::vector<std::string> rows = lines(out.str());
+  ASSERT_GE(rows.size(), 4u);
+  EXPECT_EQ(words(rows[0]), (std::vector<std::string>{"#", "MODULE", "DESCRIPTOR", "SYMBOL", "TYPES"}));
+  std::vector<std::string> names;
+  for (std::size_t i = 1; i < rows.size(); ++i) {
+    std::vector<std::string> w = words(rows[i]);
+    ASSERT_EQ(w.size(), 4u) << rows[i];
+    EXPECT_EQ(w[0], std::to_string(i - 1));
+    EXPECT_THAT(w[2], ::testing::MatchesRegex("_" + w[1] + "_[0-9a-f]+_vemModule"));
+    EXPECT_EQ(rows[i].find(w[2]), rows[0].find("DESCRIPTOR")) << "columns are aligned";
+    names.push_back(w[1]);
+  }
+  EXPECT_THAT(words(rows.back()),
+              ::testing::ElementsAre(::testing::_, "VemshTest", "_VemshTest_5e11ab1e_vemModule", "2"));
+  // A library's modules register before those of the libraries and programs that depend on it.
+  EXPECT_THAT(names, ::testing::IsSupersetOf({"Pelix", "OrvPortVlanPair", "VemshTest"}));
+  auto at = [&](const char* name) { return std::find(names.begin(), names.end(), name) - names.begin(); };
+  EXPECT_LT(at("Pelix"), at("OrvPortVlanPair"));
+  EXPECT_LT(at("OrvPortVlanPair"), at("VemshTest"));
+}
+
+TEST(VemshTypes, OneModuleOrAll) {
+  std::ostringstream one;
+  vemsh::listTypes(one, "VemshTest");
+  std::vector<std::string> rows = lines(one.str());
+  ASSERT_EQ(rows.size(), 3u);
+  EXPECT_EQ(words(rows[0]), (std::vector<std::string>{"MODULE", "INDEX", "TYPE", "KIND", "SIZE", "ALIGN", "MEMBERS"}));
+  EXPECT_EQ(words(rows[1]),
+            (std::vector<std::string>{"VemshTest", "0", "VemshTest::Colour", "enumeration", "1", "1", "3"}));
+  EXPECT_EQ(words(rows[2]),
+            (std::vector<std::string>{"VemshTest", "1", "VemshTest::Switch", "entity+protobuf", "48", "8", "3"}));
+  EXPECT_EQ(rows[1].find("VemshTest::"), rows[0].find("TYPE"));
+
+  std::ostringstream orv;
+  vemsh::listTypes(orv, "OrvPortVlanPair");
+  EXPECT_EQ(words(lines(orv.str()).at(1)),
+            (std::vector<std::string>{"OrvPortVlanPair", "0", "Orv::PortVlanPair", "value",
+                                      std::to_string(sizeof(Orv::PortVlanPair)),
+                                      std::to_string(alignof(Orv::PortVlanPair)), "3"}));
+
+  std::ostringstream all;
+  vemsh::listTypes(all, "");
+  EXPECT_THAT(all.str(), HasSubstr("Pelix::IntfId"));
+  EXPECT_THAT(all.str(), HasSubstr("Orv::PortVlanPair"));
+  EXPECT_THAT(all.str(), HasSubstr("VemshTest::Switch"));
+}
+
+TEST(VemshTypes, UnknownModuleIsAUserError) {
+  std::ostringstream out;
+  try {
+    vemsh::listTypes(out, "OrvNoSuchModule");
+    FAIL() << "no error";
+  } catch (const vemsh::UserError& e) {
+    EXPECT_STREQ(e.what(), "no module named OrvNoSuchModule");
+  }
+  EXPECT_EQ(out.str(), "");
+}
+
+TEST(VemshValue, RoundTripAndGenericHash) {
+  std::ostringstream out;
+  vemsh::showValue(out, "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet1, vlan=5)");
+  const Orv::PortVlanPair expected(Pelix::IntfId("Ethernet1"), 5);
+  EXPECT_EQ(out.str(), "text: Orv::PortVlanPair(port=Ethernet1, vlan=5)\nhash: " + hashText(expected.hash()) + "\n");
+
+  // A platform value, through the same table.
+  std::ostringstream platform;
+  vemsh::showValue(platform, "Pelix::IntfId", "Ethernet3/1");
+  EXPECT_EQ(platform.str(), "text: Ethernet3/1\nhash: " + hashText(Pelix::IntfId("Ethernet3/1").hash()) + "\n");
+}
+
+TEST(VemshValue, Enumeration) {
+  std::ostringstream out;
+  vemsh::showValue(out, "VemshTest::Colour", "green");
+  EXPECT_EQ(out.str(), "text: green\nhash: " + hashText(Vem::hashSingleAttr(uint32_t{2}, 0)) + "\n");
+  EXPECT_EQ(userErrorOf(vemsh::showValue, "VemshTest::Colour", "purple"),
+            "VemshTest::Colour: no enumerator is named 'purple'");
+  EXPECT_THAT(userErrorOf(vemsh::showValue, "VemshTest::Colour", "green red"), HasSubstr("green red"));
+}
+
+TEST(VemshValue, TextThatDoesNotParseIsAUserError) {
+  const char* bad[] = {
+      "Orv::PortVlanPair(port=Ethernet1, vlan=70000)",        // out of range for U16
+      "Orv::PortVlanPair(port=Ethernet1)",                    // missing field
+      "Orv::PortVlanPair(port=Ethernet1, vlan=5) trailing",   // text after the value
+      "Orv::PortVlanPair(port=Ethernet0x, vlan=5)",           // not an interface name
+      "Orv::Other(port=Ethernet1, vlan=5)",                   // another type's form
+      "",
+  };
+  for (const char* text : bad) EXPECT_FALSE(userErrorOf(vemsh::showValue, "Orv::PortVlanPair", text).empty()) << text;
+}
+
+TEST(VemshValue, EntitiesAndUnknownTypesAreRefused) {
+  EXPECT_EQ(userErrorOf(vemsh::showValue, "VemshTest::Switch", "x"),
+            "VemshTest::Switch is an entity type, not a value");
+  EXPECT_EQ(userErrorOf(vemsh::showValue, "Orv::Nope", "x"), "no type named Orv::Nope");
+}
+
+struct Outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+Outcome run(std::vector<std::string_view> args) {
+  std::ostringstream out, err;
+  int status = vemsh::runCommand(args, out, err);
+  return {status, out.str(), err.str()};
+}
+
+TEST(VemshDispatch, ExitStatusAndStreams) {
+  Outcome ok = run({"value", "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet3/1, vlan=100)"});
+  EXPECT_EQ(ok.status, vemsh::exitOk);
+  EXPECT_THAT(ok.out, StartsWith("text: Orv::PortVlanPair(port=Ethernet3/1, vlan=100)\nhash: 0x"));
+  EXPECT_EQ(ok.err, "");
+
+  Outcome userError = run({"describe", "Orv::Nope"});
+  EXPECT_EQ(userError.status, vemsh::exitUserError);
+  EXPECT_EQ(userError.out, "");
+  EXPECT_EQ(userError.err, "vemsh: no type named Orv::Nope\n");
+
+  Outcome parseError = run({"value", "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet1, vlan=x)"});
+  EXPECT_EQ(parseError.status, vemsh::exitUserError);
+  EXPECT_THAT(parseError.err, StartsWith("vemsh: "));
+  EXPECT_EQ(lines(parseError.err).size(), 1u);
+
+  for (auto args : {std::vector<std::string_view>{}, {"bogus"}, {"describe"}, {"types", "a", "b"}, {"modules", "x"}}) {
+    Outcome usage = run(args);
+    EXPECT_EQ(usage.status, vemsh::exitUsage);
+    EXPECT_EQ(usage.out, "");
+    EXPECT_THAT(usage.err, HasSubstr("usage: vemsh"));
+  }
+  EXPECT_THAT(run({"bogus"}).err, StartsWith("vemsh: unknown command 'bogus'\n"));
+  EXPECT_EQ(run({"describe"}).err, "usage: vemsh describe TYPE\n");
+
+  Outcome help = run({"help"});
+  EXPECT_EQ(help.status, vemsh::exitOk);
+  for (const char* command : {"modules", "types [MODULE]", "describe TYPE", "value TYPE TEXT", "help"})
+    EXPECT_THAT(help.out, HasSubstr("\n  " + std::string(command))) << command;
+}
+
+}  // namespace

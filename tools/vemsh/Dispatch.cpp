@@ -1,0 +1,88 @@
+#include "Dispatch.h"
+
+#include "Commands.h"
+#include "TextTable.h"
+
+#include <array>
+#include <string>
+
+namespace vemsh {
+
+namespace {
+
+using Args = std::span<const std::string_view>;
+
+struct CommandSpec {
+  std::string_view name;
+  std::string_view arguments;
+  std::string_view summary;
+  std::size_t minArgs;
+  std::size_t maxArgs;
+  void (*run)(std::ostream& out, Args args);
+};
+
+constexpr std::array commands{
+    CommandSpec{"modules", "", "the registered modules in load order", 0, 0,
+                [](std::ostream& out, Args) { listModules(out); }},
+    CommandSpec{"types", "[MODULE]", "the types of one module, or of all", 0, 1,
+                [](std::ostream& out, Args a) { listTypes(out, a.empty() ? std::string_view() : a[0]); }},
+    CommandSpec{"describe", "TYPE", "a type's registration records, decoded", 1, 1,
+                [](std::ostream& out, Args a) { describeType(out, a[0]); }},
+    CommandSpec{"value", "TYPE TEXT", "parse a value's text form; print it back and its hash", 2, 2,
+                [](std::ostream& out, Args a) { showValue(out, a[0], a[1]); }},
+    CommandSpec{"help", "", "this text", 0, 0, [](std::ostream& out, Args) { writeUsage(out); }},
+};
+
+const CommandSpec* findCommand(std::string_view name) {
+  for (const CommandSpec& c : commands)
+    if (c.name == name) return &c;
+  return nullptr;
+}
+
+}  // namespace
+
+void writeUsage(std::ostream& out) {
+  out << "usage: vemsh COMMAND [ARGUMENTS]\n"
+         "Browses the types registered by the libraries this program loads.\n"
+         "\n"
+         "commands:\n";
+  TextTable table;
+  for (const CommandSpec& c : commands)
+    table.addRow({std::string(c.name) + (c.arguments.empty() ? "" : " ") + std::string(c.arguments),
+                  std::string(c.summary)});
+  table.write(out, "  ");
+  out << "\n"
+         "TYPE is a qualified name (Orv::PortVlanPair); TEXT is the value's text form,\n"
+         "for example 'Orv::PortVlanPair(port=Ethernet3/1, vlan=100)'.\n";
+}
+
+int runCommand(Args words, std::ostream& out, std::ostream& err) {
+  if (words.empty()) {
+    writeUsage(err);
+    return exitUsage;
+  }
+  if (words[0] == "--help" || words[0] == "-h") {
+    writeUsage(out);
+    return exitOk;
+  }
+  const CommandSpec* command = findCommand(words[0]);
+  if (command == nullptr) {
+    err << "vemsh: unknown command '" << words[0] << "'\n";
+    writeUsage(err);
+    return exitUsage;
+  }
+  Args args = words.subspan(1);
+  if (args.size() < command->minArgs || args.size() > command->maxArgs) {
+    err << "usage: vemsh " << command->name << (command->arguments.empty() ? "" : " ") << command->arguments << '\n';
+    return exitUsage;
+  }
+  try {
+    command->run(out, args);
+  } catch (const UserError& e) {
+    err << "vemsh: " << e.what() << '\n';
+    return exitUserError;
+  }
+  return exitOk;
+}
+
+}  // namespace vemsh
