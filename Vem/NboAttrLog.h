@@ -5,6 +5,7 @@
 
 #include <Lumo/String.h>
 #include <Vem/RangeException.h>
+#include <Vem/StreamBogon.h>
 #include <Vem/Value.h>
 
 #include <cstddef>
@@ -15,9 +16,6 @@
 #include <type_traits>
 
 namespace Vem {
-
-// Selects the constructor that reads a value from the attribute log.
-struct StreamBogon {};
 
 namespace NboAttrLog {
 

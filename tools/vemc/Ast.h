@@ -35,13 +35,22 @@ struct MixItem {
 struct TypeDecl;
 
 struct Member {
-  enum class Kind { field, mutableField, computed, method, staticMethod, constant, input, enumerator };
+  enum class Kind {
+    field, mutableField, computed, method, staticMethod, constant, input, enumerator,
+    // Entity attributes.
+    attr, collection, ordered, set, children, child, refs, nameString
+  };
   Kind kind = Kind::field;
   std::string name;
   std::string typeName;  // return type for methods; empty for enumerators
   std::optional<Literal> defaultValue;
   std::vector<Param> params;
   std::vector<MixItem> mix;  // a declared hash body
+  std::string keyTypeName;   // collections: the key type as written, then resolved
+  std::string keyForm;       // collections: how the engine hashes the key (empty: by the key type)
+  bool counter = false;      // attr: has xInc
+  bool silent = false;       // announces nothing
+  bool unlogged = false;     // never written to the attribute log
   int line = 0;
 
   // Filled by the checker.
@@ -50,11 +59,19 @@ struct Member {
   uint16_t flagsB = 0;
   int16_t typeRef = -1;
   const TypeDecl* type = nullptr;  // null for built-in types
+  const TypeDecl* keyType = nullptr;
+  int16_t keyTypeRef = -1;
+  uint32_t seedConstant = 0;  // collections: decorrelates their hash tables
   uint32_t enumValue = 0;
   uint16_t firstParam = 0;
   bool ctorParam = false;
 
   bool stored() const { return kind == Kind::field || kind == Kind::mutableField; }
+  bool isCollection() const {
+    return kind == Kind::collection || kind == Kind::ordered || kind == Kind::set || kind == Kind::children ||
+           kind == Kind::refs;
+  }
+  bool holdsEntities() const { return kind == Kind::children || kind == Kind::child || kind == Kind::refs; }
 };
 
 struct CtorParam {
@@ -62,6 +79,7 @@ struct CtorParam {
   std::string name;   // the parameter's own name (the field's unless renamed with `as`)
   std::optional<Literal> defaultValue;
   int line = 0;
+  std::string typeName;  // filled by the checker
 };
 
 // A bound: `check field <op> other;` where other is a field or an integer.
@@ -76,13 +94,14 @@ struct Check {
 struct ModuleDecl;
 
 struct TypeDecl {
-  enum class Kind { value, enumeration, platformValue };
+  enum class Kind { value, enumeration, platformValue, entity };
   Kind kind = Kind::value;
   std::string name;           // unqualified
   std::string nameSpace;      // "Orv" or "Orv::Loopback"
   std::string baseName;       // value types: the base as written
   std::string holdingType = "U8";  // enumerations: U8 or U32
   std::string header;         // platform values: the hand-written header
+  bool factory = false;       // entities: generically constructible, with a <type>Factory
   std::vector<Member> members;
   std::optional<std::vector<CtorParam>> ctorClause;
   std::vector<Check> checks;

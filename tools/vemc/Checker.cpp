@@ -52,6 +52,12 @@ uint32_t defaultTag(const std::string& moduleName) {
   return h;
 }
 
+bool isKeyForm(const std::string& name) {
+  static const std::set<std::string> forms = {"KeyStringLegacy", "KeyString", "KeyU32", "KeyU64", "KeyU32IdHash",
+                                              "KeyAndRhashSeedArg", "KeyAndRhashLegacy", "KeyAndRhashNoSeedArg"};
+  return forms.count(name) != 0;
+}
+
 bool Compilation::isBuiltin(const std::string& typeName) { return builtins().count(typeName) != 0; }
 
 int16_t Compilation::builtinCode(const std::string& typeName) { return builtins().at(typeName); }
@@ -146,6 +152,15 @@ void Compilation::check(ModuleDecl& m) {
   }
   uint16_t memberIndex = 0;
   for (TypeDecl& t : m.types) {
+    if (t.kind == TypeDecl::Kind::entity) {
+      // Entities built from a name list the inherited read-only nameString first.
+      Member nameString;
+      nameString.kind = Member::Kind::nameString;
+      nameString.name = "nameString";
+      nameString.typeName = "Vem::String";
+      nameString.line = t.line;
+      t.members.insert(t.members.begin(), std::move(nameString));
+    }
     std::set<std::string> names;
     for (const Member& mem : t.members)
       if (!names.insert(mem.name).second)
@@ -153,6 +168,7 @@ void Compilation::check(ModuleDecl& m) {
     t.firstMember = memberIndex;
     if (t.kind == TypeDecl::Kind::enumeration) checkEnumeration(m, t);
     else if (t.kind == TypeDecl::Kind::value) checkValue(m, t);
+    else if (t.kind == TypeDecl::Kind::entity) checkEntity(m, t);
     for (Member& mem : t.members)
       if (mem.kind == Member::Kind::enumerator) mem.attributeId = memberIndex++;
       else ++memberIndex;
@@ -229,7 +245,8 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
       case Member::Kind::staticMethod: mem.flagsA = 0x0818; break;
       case Member::Kind::constant: mem.flagsA = 0x2808; break;
       case Member::Kind::input: mem.flagsA = 0x2000; mem.flagsB = 0x2000; break;
-      case Member::Kind::enumerator: break;
+      default:
+        throw CompileError(m.file, mem.line, "member " + mem.name + " cannot be declared in a value type");
     }
     if (!mem.mix.empty()) {
       if (mem.typeName != "U32" || !mem.params.empty())
@@ -258,10 +275,11 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
     }
   } else {
     for (const Member& mem : t.members)
-      if (mem.kind == Member::Kind::field) t.ctorParams.push_back(CtorParam{mem.name, mem.name, std::nullopt, mem.line});
+      if (mem.kind == Member::Kind::field) t.ctorParams.push_back(CtorParam{mem.name, mem.name, std::nullopt, mem.line, mem.typeName});
   }
-  for (const CtorParam& p : t.ctorParams) {
+  for (CtorParam& p : t.ctorParams) {
     Member& mem = *byName[p.field];
+    p.typeName = mem.typeName;
     mem.ctorParam = true;
     if (mem.stored()) mem.flagsB = 0x2101;
   }
@@ -285,6 +303,71 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
   }
 }
 
+void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
+  const std::string scope = t.nameSpace;
+  // Entities are built from their name.
+  t.ctorParams.push_back(CtorParam{"name", "name", std::nullopt, t.line, "Vem::String"});
+  uint16_t id = 258;
+  for (Member& mem : t.members) {
+    if (mem.kind == Member::Kind::nameString) {
+      mem.attributeId = 154;
+      mem.flagsA = 0x2800;
+      continue;
+    }
+    mem.attributeId = id++;
+    if (mem.typeName == "void") throw CompileError(m.file, mem.line, "an attribute cannot be void");
+    if (!isBuiltin(mem.typeName)) {
+      mem.type = resolve(m, scope, mem.typeName, mem.line);
+      mem.typeName = mem.type->qualifiedName();
+    }
+    bool entityValued = mem.type && mem.type->kind == TypeDecl::Kind::entity;
+    if (mem.holdsEntities() && !entityValued)
+      throw CompileError(m.file, mem.line, mem.name + " holds entities: " + mem.typeName + " is not an entity type");
+    if (!mem.holdsEntities() && entityValued)
+      throw CompileError(m.file, mem.line, mem.name + ": entity " + mem.typeName +
+                                               " can only be held by children, child or refs");
+    if (mem.isCollection()) {
+      if (mem.holdsEntities()) {
+        mem.keyTypeName = "Vem::String";  // children and references are keyed by their name
+      } else {
+        if (mem.keyTypeName == "void" || mem.keyTypeName == "Vem::Seconds")
+          throw CompileError(m.file, mem.line, mem.keyTypeName + " cannot be a key");
+        if (!isBuiltin(mem.keyTypeName)) {
+          mem.keyType = resolve(m, scope, mem.keyTypeName, mem.line);
+          if (mem.keyType->kind == TypeDecl::Kind::entity)
+            throw CompileError(m.file, mem.line, "an entity cannot be a key");
+          mem.keyTypeName = mem.keyType->qualifiedName();
+        }
+      }
+      if (!mem.keyForm.empty() && !isKeyForm(mem.keyForm))
+        throw CompileError(m.file, mem.line, "unknown key form '" + mem.keyForm + "'");
+      if (mem.keyForm.empty()) {
+        const std::string& k = mem.keyTypeName;
+        if (k == "Vem::String") mem.keyForm = "KeyStringLegacy";
+        else if (k == "U64") mem.keyForm = "KeyU64";
+        else if (isBuiltin(k) || (mem.keyType && mem.keyType->kind == TypeDecl::Kind::enumeration)) mem.keyForm = "KeyU32";
+        else mem.keyForm = "KeyAndRhashSeedArg";
+      }
+      mem.seedConstant = defaultTag(m.name + "." + t.qualifiedName() + "." + mem.name);
+    }
+    if (mem.defaultValue) checkDefault(m, mem, *mem.defaultValue, mem.typeName);
+    if (mem.counter && !isInteger(mem.typeName))
+      throw CompileError(m.file, mem.line, "counter " + mem.name + " must be an integer attribute");
+    mem.flagsB = 0x0101;
+    switch (mem.kind) {
+      case Member::Kind::attr: mem.flagsA = 0xdc00; break;
+      case Member::Kind::collection:
+      case Member::Kind::ordered: mem.flagsA = 0xdc01; break;
+      case Member::Kind::set: mem.flagsA = 0xdc01; mem.flagsB = 0x0109; break;
+      case Member::Kind::children: mem.flagsA = 0xdd21; break;
+      case Member::Kind::child: mem.flagsA = 0xdd20; break;
+      case Member::Kind::refs: mem.flagsA = 0xdc21; break;
+      default:
+        throw CompileError(m.file, mem.line, "member " + mem.name + " cannot be declared in an entity");
+    }
+  }
+}
+
 void Compilation::buildTables(ModuleDecl& m) {
   Tables& tb = tables_;
   tb = Tables{};
@@ -297,12 +380,17 @@ void Compilation::buildTables(ModuleDecl& m) {
     if (t.base) refs.insert(t.base->qualifiedName());
     for (const CtorParam& p : t.ctorParams) {
       memberNames.insert(p.name);
-      for (const Member& mem : t.members)
-        if (mem.name == p.field) typeNames.insert(mem.typeName);
+      typeNames.insert(p.typeName);
     }
     for (const Member& mem : t.members) {
       memberNames.insert(mem.name);
       if (mem.type) refs.insert(mem.type->qualifiedName());
+      if (mem.keyType) refs.insert(mem.keyType->qualifiedName());
+      if (mem.kind == Member::Kind::children || mem.kind == Member::Kind::child || mem.kind == Member::Kind::refs) {
+        // Their records name the key field and list the child's constructor arguments.
+        memberNames.insert("name");
+        typeNames.insert("Vem::String");
+      }
       for (const Param& p : mem.params) {
         memberNames.insert(p.name);
         typeNames.insert(p.typeName);
@@ -330,22 +418,29 @@ void Compilation::buildTables(ModuleDecl& m) {
   // Parameter records: row 0 ends the empty list; each list is followed by a terminator.
   tb.params.push_back(ParamRow{0, 0, "the empty list"});
   for (TypeDecl& t : m.types) {
-    t.baseRef = t.base ? tb.typeRefIndex.at(t.base->qualifiedName())
-                       : (t.kind == TypeDecl::Kind::enumeration ? (t.holdingType == "U8" ? -5 : -9) : -1);
+    t.baseRef = t.base                                    ? tb.typeRefIndex.at(t.base->qualifiedName())
+                : t.kind == TypeDecl::Kind::enumeration ? (t.holdingType == "U8" ? -5 : -9)
+                : t.kind == TypeDecl::Kind::entity      ? -3
+                                                        : -1;
     if (!t.ctorParams.empty()) {
       t.firstParam = static_cast<uint16_t>(tb.params.size());
-      for (const CtorParam& p : t.ctorParams) {
-        const Member* mem = nullptr;
-        for (const Member& x : t.members)
-          if (x.name == p.field) mem = &x;
-        tb.params.push_back(ParamRow{tb.memberNameOffset.at(p.name), tb.typeNameOffset.at(mem->typeName),
-                                     t.name + "(" + p.name + ": " + mem->typeName + ")"});
-      }
+      for (const CtorParam& p : t.ctorParams)
+        tb.params.push_back(ParamRow{tb.memberNameOffset.at(p.name), tb.typeNameOffset.at(p.typeName),
+                                     t.name + "(" + p.name + ": " + p.typeName + ")"});
       tb.params.push_back(ParamRow{0, 0, "end"});
     }
     for (Member& mem : t.members) {
       // An enumerator's type is its own enumeration.
       mem.typeRef = mem.type ? tb.typeRefIndex.at(mem.type->qualifiedName()) : builtinCode(mem.typeName);
+      if (mem.isCollection())
+        mem.keyTypeRef = mem.keyType ? tb.typeRefIndex.at(mem.keyType->qualifiedName()) : builtinCode(mem.keyTypeName);
+      if (mem.holdsEntities()) {
+        if (mem.isCollection()) mem.enumValue = tb.memberNameOffset.at("name");  // the key field of the child
+        mem.firstParam = static_cast<uint16_t>(tb.params.size());
+        tb.params.push_back(ParamRow{tb.memberNameOffset.at("name"), tb.typeNameOffset.at("Vem::String"),
+                                     t.name + "::" + mem.name + "(name: Vem::String)"});
+        tb.params.push_back(ParamRow{0, 0, "end"});
+      }
       if (mem.params.empty()) continue;
       mem.firstParam = static_cast<uint16_t>(tb.params.size());
       for (const Param& p : mem.params)

@@ -49,6 +49,7 @@ class Compilation {
   void check(ModuleDecl& m);
   void checkValue(ModuleDecl& m, TypeDecl& t);
   void checkEnumeration(ModuleDecl& m, TypeDecl& t);
+  void checkEntity(ModuleDecl& m, TypeDecl& t);
   void checkDefault(const ModuleDecl& m, const Member& member, const Literal& l, const std::string& typeName);
   const TypeDecl* resolve(const ModuleDecl& m, const std::string& scope, const std::string& name, int line) const;
   void buildTables(ModuleDecl& m);
@@ -61,5 +62,7 @@ class Compilation {
 };
 
 uint32_t defaultTag(const std::string& moduleName);
+// The key forms the collection engine knows.
+bool isKeyForm(const std::string& name);
 
 }  // namespace vemc

@@ -52,12 +52,14 @@ class Parser {
         m.types.push_back(enumeration(ns));
       } else if (acceptWord("value")) {
         m.types.push_back(valueType(ns));
+      } else if (acceptWord("entity")) {
+        m.types.push_back(entityType(ns));
       } else if (acceptWord("platform")) {
         m.types.push_back(platformValue(ns));
       } else if (t.kind == Token::Kind::identifier && t.text == "import") {
         fail("imports come right after the module line");
       } else {
-        fail("expected a declaration (namespace, enum, value, platform), found " + describe(t));
+        fail("expected a declaration (namespace, enum, value, entity, platform), found " + describe(t));
       }
     }
   }
@@ -117,6 +119,55 @@ class Parser {
       valueMember(d);
     }
     return d;
+  }
+
+  TypeDecl entityType(const std::string& ns) {
+    TypeDecl d = newType(TypeDecl::Kind::entity, ns);
+    if (acceptWord("factory")) d.factory = true;
+    expectPunct("{");
+    while (!acceptPunct("}")) {
+      if (peek().kind == Token::Kind::end) fail("missing '}' closing entity " + d.name);
+      entityMember(d);
+    }
+    return d;
+  }
+
+  void entityMember(TypeDecl& d) {
+    Member m;
+    m.line = peek().line;
+    std::string word = identifier("an attribute kind (attr, collection, ordered, set, children, child, refs)");
+    if (word == "attr") m.kind = Member::Kind::attr;
+    else if (word == "collection") m.kind = Member::Kind::collection;
+    else if (word == "ordered") m.kind = Member::Kind::ordered;
+    else if (word == "set") m.kind = Member::Kind::set;
+    else if (word == "children") m.kind = Member::Kind::children;
+    else if (word == "child") m.kind = Member::Kind::child;
+    else if (word == "refs") m.kind = Member::Kind::refs;
+    else fail("unknown attribute kind '" + word + "'");
+    m.name = identifier("an attribute name");
+    if (m.name.find("::") != std::string::npos) fail("an attribute name is a plain identifier");
+    expectPunct(":");
+    std::string first = identifier("a type");
+    if (m.kind == Member::Kind::collection || m.kind == Member::Kind::ordered) {
+      m.keyTypeName = first;
+      expectPunct("->");
+      m.typeName = identifier("the value type");
+    } else if (m.kind == Member::Kind::set) {
+      m.keyTypeName = first;
+      m.typeName = "bool";
+    } else {
+      m.typeName = first;
+    }
+    if (m.kind == Member::Kind::attr && acceptPunct("=")) m.defaultValue = literal();
+    while (!acceptPunct(";")) {
+      std::string option = identifier("an option (counter, silent, unlogged, keyform) or ';'");
+      if (option == "counter" && m.kind == Member::Kind::attr) m.counter = true;
+      else if (option == "silent") m.silent = true;
+      else if (option == "unlogged") m.unlogged = true;
+      else if (option == "keyform" && m.isCollection()) m.keyForm = identifier("a key form");
+      else fail("option '" + option + "' does not apply to " + word + " " + m.name);
+    }
+    d.members.push_back(std::move(m));
   }
 
   void valueMember(TypeDecl& d) {

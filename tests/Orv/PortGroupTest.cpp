@@ -1,0 +1,245 @@
+// Port groups as an agent keeps them: every real change is announced once, in order, with its key and
+// old value; nothing is announced when nothing changes; children are created, parented and released.
+#include <Orv/OrvPortGroupTypes.h>
+
+#include <Lumo/Publisher.h>
+#include <Vem/Registry.h>
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Lumo::String;
+using namespace Orv;
+
+// Records announcements as text: "258 key=eth1 old=none".
+class Recorder : public Lumo::Subscriber {
+ public:
+  // The attribute's key and value types, so that the recorder can print them.
+  enum class Shape { scalarBool, scalarString, stringToBool, stringToString, stringToPortList, stringToPortGroup };
+  Recorder(Vem::Entity& e, std::vector<std::pair<uint16_t, Shape>> shapes) : entity_(e), shapes_(std::move(shapes)) {
+    entity_.publisher().subscriberAdd(this);
+  }
+  ~Recorder() override { entity_.publisher().subscriberDel(this); }
+
+  void onChange(Lumo::AttributeId id, const void* key, const void* old) override {
+    std::string line = std::to_string(id);
+    Shape shape = Shape::scalarBool;
+    for (auto& [attr, s] : shapes_)
+      if (attr == id) shape = s;
+    if (key) line += " key=" + static_cast<const String*>(key)->stdString();
+    line += " old=";
+    if (!old) {
+      line += "none";
+    } else {
+      switch (shape) {
+        case Shape::scalarBool:
+        case Shape::stringToBool: line += *static_cast<const bool*>(old) ? "true" : "false"; break;
+        case Shape::scalarString:
+        case Shape::stringToString: line += static_cast<const String*>(old)->stdString(); break;
+        case Shape::stringToPortList: line += "list:" + (*static_cast<const Lumo::Ptr<PortList>*>(old))->name().stdString(); break;
+        case Shape::stringToPortGroup: line += "group:" + (*static_cast<const Lumo::Ptr<PortGroup>*>(old))->name().stdString(); break;
+      }
+    }
+    lines.push_back(line);
+  }
+
+  std::vector<std::string> take() { return std::exchange(lines, {}); }
+  std::vector<std::string> lines;
+
+ private:
+  Vem::Entity& entity_;
+  std::vector<std::pair<uint16_t, Shape>> shapes_;
+};
+
+using Lines = std::vector<std::string>;
+
+TEST(PortList, ScalarAndCollectionSettersAnnounceOnlyRealChanges) {
+  auto list = PortListIs(String("modeA"));
+  Recorder r(*list, {{258, Recorder::Shape::stringToBool}, {259, Recorder::Shape::scalarBool}});
+  list->portsIs(String("Ethernet1"), true);
+  list->portsIs(String("Ethernet1"), true);   // same value: nothing
+  list->portsIs(String("Ethernet1"), false);  // replaced: old value true
+  list->portsIs(String("Ethernet2"), false);  // a false flag is stored like a true one
+  list->hiddenFromCliIs(false);                // already false: nothing
+  list->hiddenFromCliIs(true);
+  EXPECT_EQ(r.take(), (Lines{"258 key=Ethernet1 old=none", "258 key=Ethernet1 old=true", "258 key=Ethernet2 old=none",
+                             "259 old=false"}));
+  EXPECT_EQ(list->ports().size(), 2u);
+  EXPECT_FALSE(list->ports(String("Ethernet1")));
+  EXPECT_TRUE(list->ports().contains(String("Ethernet2")));
+
+  // Deleting an absent key returns the default and says nothing; a present false key returns false
+  // but is announced.
+  EXPECT_FALSE(list->portsDel(String("Ethernet9")));
+  EXPECT_FALSE(list->portsDel(String("Ethernet2")));
+  EXPECT_EQ(r.take(), (Lines{"258 key=Ethernet2 old=false"}));
+  EXPECT_EQ(list->nameString(), "modeA");
+  EXPECT_EQ(list->typeData(), PortList::vemType());
+}
+
+TEST(PortList, DeleteAllIsOneStepWithoutSubscribersAndKeyByKeyWithThem) {
+  auto list = PortListIs(String("m"));
+  for (const char* p : {"Ethernet1", "Ethernet2", "Ethernet3"}) list->portsIs(String(p), true);
+  list->portsDelAll();
+  EXPECT_EQ(list->ports().size(), 0u);
+
+  for (const char* p : {"Ethernet1", "Ethernet2", "Ethernet3"}) list->portsIs(String(p), true);
+  Recorder r(*list, {{258, Recorder::Shape::stringToBool}});
+  list->portsDelAll();
+  Lines lines = r.take();
+  std::sort(lines.begin(), lines.end());
+  EXPECT_EQ(lines, (Lines{"258 key=Ethernet1 old=true", "258 key=Ethernet2 old=true", "258 key=Ethernet3 old=true"}));
+  EXPECT_EQ(list->ports().size(), 0u);
+}
+
+TEST(PortGroup, ChildrenAreCreatedOnceParentedAndReleased) {
+  auto group = PortGroupIs(String("g1"));
+  Recorder r(*group, {{258, Recorder::Shape::stringToPortList}, {259, Recorder::Shape::scalarString}});
+  auto a = group->modeIs(String("fourPorts"));
+  auto again = group->modeIs(String("fourPorts"));
+  EXPECT_EQ(a, again);  // the same child, announced once
+  EXPECT_EQ(a->parent(), group.get());
+  EXPECT_EQ(r.take(), (Lines{"258 key=fourPorts old=none"}));
+  EXPECT_EQ(group->mode(String("fourPorts")), a);
+  EXPECT_EQ(group->mode(String("absent")), nullptr);
+
+  group->defaultModeIs(String("noSuchMode"));  // a plain name: nothing checks it
+  EXPECT_EQ(r.take(), (Lines{"259 old="}));
+
+  // A deleted child lives on while another pointer holds it, without a parent.
+  auto removed = group->modeDel(String("fourPorts"));
+  EXPECT_EQ(removed, a);
+  EXPECT_EQ(a->parent(), nullptr);
+  EXPECT_EQ(r.take(), (Lines{"258 key=fourPorts old=list:fourPorts"}));
+  EXPECT_EQ(group->modeDel(String("fourPorts")), nullptr);  // absent: null, nothing announced
+  EXPECT_TRUE(r.take().empty());
+  a->portsIs(String("Ethernet1"), true);  // still usable
+  EXPECT_TRUE(a->ports(String("Ethernet1")));
+}
+
+TEST(PortGroup, DeleteAllOfChildrenIsAlwaysKeyByKey) {
+  auto group = PortGroupIs(String("g"));
+  auto a = group->modeIs(String("a"));
+  auto b = group->modeIs(String("b"));
+  group->modeDelAll();  // no subscribers, still one removal per child: parents are cleared
+  EXPECT_EQ(a->parent(), nullptr);
+  EXPECT_EQ(b->parent(), nullptr);
+  EXPECT_EQ(group->mode().size(), 0u);
+
+  group->modeIs(String("a"));
+  group->modeIs(String("b"));
+  Recorder r(*group, {{258, Recorder::Shape::stringToPortList}});
+  group->modeDelAll();
+  Lines lines = r.take();
+  std::sort(lines.begin(), lines.end());
+  EXPECT_EQ(lines, (Lines{"258 key=a old=list:a", "258 key=b old=list:b"}));
+}
+
+TEST(PortGroupDir, AgentBuildsObservesAndTearsDown) {
+  auto dir = portGroupDirFactory(String("portGroups"));
+  Recorder dirEvents(*dir, {{258, Recorder::Shape::stringToPortGroup}, {259, Recorder::Shape::scalarBool},
+                            {260, Recorder::Shape::scalarBool}});
+  auto group = dir->portGroupIs(String("ports1-4"));
+  Recorder groupEvents(*group, {{258, Recorder::Shape::stringToPortList}, {259, Recorder::Shape::scalarString},
+                                {260, Recorder::Shape::stringToString}, {261, Recorder::Shape::stringToString}});
+  auto mode = group->modeIs(String("4x10G"));
+  Recorder modeEvents(*mode, {{258, Recorder::Shape::stringToBool}});
+  for (const char* p : {"Ethernet1", "Ethernet2", "Ethernet3", "Ethernet4"}) mode->portsIs(String(p), true);
+  group->defaultModeIs(String("4x10G"));
+  group->limitationsIs(String("speed"), String("10G only"));
+  group->warningsIs(String("restart"), String("needs a reload"));
+  group->warningsIs(String("restart"), String("needs a reload"));
+  dir->generateActivePortsListIs(true);
+  dir->noActiveInactiveDuplicatesIs(false);
+
+  EXPECT_EQ(dirEvents.take(), (Lines{"258 key=ports1-4 old=none", "260 old=false"}));
+  EXPECT_EQ(groupEvents.take(), (Lines{"258 key=4x10G old=none", "259 old=", "260 key=speed old=none",
+                                       "261 key=restart old=none"}));
+  EXPECT_EQ(modeEvents.take().size(), 4u);
+
+  // The parent chain, and the names.
+  EXPECT_EQ(mode->parent(), group.get());
+  EXPECT_EQ(group->parent(), dir.get());
+  EXPECT_EQ(dir->portGroup(String("ports1-4"))->mode(String("4x10G"))->ports().size(), 4u);
+
+  // After the group is deleted it and its lists are unreachable from the directory.
+  auto removed = dir->portGroupDel(String("ports1-4"));
+  EXPECT_EQ(dirEvents.take(), (Lines{"258 key=ports1-4 old=group:ports1-4"}));
+  EXPECT_EQ(dir->portGroup(String("ports1-4")), nullptr);
+  EXPECT_EQ(dir->portGroup().size(), 0u);
+  EXPECT_EQ(removed->parent(), nullptr);
+  EXPECT_EQ(mode->parent(), group.get());  // its own children stay with it
+}
+
+TEST(PortGroupTypes, EntitiesAreCountedByTheirTrackerAndFreedWithTheirLastUser) {
+  const auto& tracker = PortList::memAllocationTracker_;
+  auto liveBefore = tracker.live();
+  {
+    auto group = PortGroupIs(String("g"));
+    auto kept = group->modeIs(String("kept"));
+    group->modeIs(String("dropped"));
+    EXPECT_EQ(tracker.live(), liveBefore + 2);
+    group.reset();  // the owner goes: its collection drops its references
+    EXPECT_EQ(tracker.live(), liveBefore + 1);
+    EXPECT_EQ(kept->parent(), nullptr);
+    EXPECT_EQ(kept->useCount(), 1u);
+  }
+  EXPECT_EQ(tracker.live(), liveBefore);
+}
+
+TEST(PortGroupTypes, RegistrationOfEntityAttributes) {
+  auto t = Vem::Registry::typeByName("Orv::PortGroup").value();
+  EXPECT_EQ(t.kind(), 0x60);
+  EXPECT_EQ(t.record().baseType, -3);
+  EXPECT_EQ(t.index(), 2);
+  auto list = Vem::Registry::typeByName("Orv::PortList").value();
+  EXPECT_EQ(list.index(), 1);
+  EXPECT_EQ(list, PortList::vemType());
+  struct Expected {
+    const char* name;
+    uint16_t id, flagsA;
+    const char* type;
+    int16_t keyType;
+  } expected[] = {{"nameString", 154, 0x2800, "Vem::String", -1},
+                  {"mode", 258, 0xdd21, "Orv::PortList", -18},
+                  {"defaultMode", 259, 0xdc00, "Vem::String", -1},
+                  {"limitations", 260, 0xdc01, "Vem::String", -18},
+                  {"warnings", 261, 0xdc01, "Vem::String", -18}};
+  auto members = t.members();
+  ASSERT_EQ(members.size(), 5u);
+  for (std::size_t i = 0; i < members.size(); ++i) {
+    SCOPED_TRACE(expected[i].name);
+    EXPECT_EQ(t.memberName(members[i]), expected[i].name);
+    EXPECT_EQ(members[i].attributeId, expected[i].id);
+    EXPECT_EQ(members[i].flagsA, expected[i].flagsA);
+    EXPECT_EQ(t.refName(members[i].type), expected[i].type);
+    EXPECT_EQ(members[i].keyType, expected[i].keyType);
+  }
+  // The instantiating collection names the child's key field and lists its constructor arguments.
+  EXPECT_EQ(t.module()->memberNames + members[1].extra, std::string("name"));
+  auto args = t.params(members[1].firstParam);
+  ASSERT_EQ(args.size(), 1u);
+  EXPECT_EQ(t.paramName(args[0]), "name");
+  EXPECT_EQ(t.paramTypeName(args[0]), "Vem::String");
+  // Entities are built from their name.
+  ASSERT_EQ(t.ctorParams().size(), 1u);
+  EXPECT_EQ(t.paramName(t.ctorParams()[0]), "name");
+  // Only the factory types can be built generically.
+  EXPECT_EQ(t.impl().constructFromCtorArgs, nullptr);
+  auto dirType = Vem::Registry::typeByName("Orv::PortGroupDir").value();
+  ASSERT_NE(dirType.impl().constructFromCtorArgs, nullptr);
+  String name("built");
+  const void* arg[] = {&name};
+  alignas(Lumo::Ptr<Vem::Entity>) unsigned char storage[sizeof(Lumo::Ptr<Vem::Entity>)];
+  dirType.impl().constructFromCtorArgs(storage, arg);
+  auto* built = reinterpret_cast<Lumo::Ptr<Vem::Entity>*>(storage);
+  EXPECT_EQ((*built)->typeData(), dirType);
+  built->~Ptr();
+}
+
+}  // namespace
