@@ -20,5 +20,19 @@ void* genericIfVoidPtrIs(void* pointer, const VemType& toType, const VemType& fr
   return static_cast<char*>(pointer) + sizeof(void*);
 }
 
+const ValueMethodsTable* builtinMethods(int16_t code) noexcept {
+  switch (code) {
+    case BuiltinType::u8: return &GenericIfValueMethods<uint8_t>::table;
+    case BuiltinType::u16: return &GenericIfValueMethods<uint16_t>::table;
+    case BuiltinType::u32: return &GenericIfValueMethods<uint32_t>::table;
+    case BuiltinType::s32: return &GenericIfValueMethods<int32_t>::table;
+    case BuiltinType::u64: return &GenericIfValueMethods<uint64_t>::table;
+    case BuiltinType::boolean: return &GenericIfValueMethods<bool>::table;
+    case BuiltinType::string: return &GenericIfValueMethods<Lumo::String>::table;
+    case BuiltinType::seconds: return &GenericIfValueMethods<double>::table;
+    default: return nullptr;
+  }
+}
+
 }  // namespace GenericIfImpl
 }  // namespace Vem

@@ -63,11 +63,38 @@ struct GenericIfValueMethods {
     TextTraits<T>::write(os, *static_cast<const T*>(value));
     return Lumo::String(os.str());
   }
-  static uint32_t genericIfHash(const void* value, const VemType&) { return fieldHash(*static_cast<const T*>(value)); }
+  static uint32_t genericIfHash(const void* value, const VemType&) {
+    const T& v = *static_cast<const T*>(value);
+    if constexpr (std::is_same_v<T, bool>)
+      return hashSingleAttr(uint32_t{v}, 0);
+    else if constexpr (std::is_integral_v<T>)
+      return hashSingleAttr(static_cast<uint64_t>(v), 0);
+    else if constexpr (std::is_same_v<T, Lumo::String>)
+      return hashSingleAttr(v, 0);
+    else if constexpr (std::is_same_v<T, double>) {
+      Hash h(0);
+      ValueTraits<double>::hashInto(h, v);
+      return h.result();
+    } else
+      return fieldHash(v);
+  }
 
-  static constexpr ValueMethodsTable table{&genericIfConstruct, &genericIfDestruct, &genericIfStrepToValue,
-                                           &genericIfStrRep,    nullptr,             nullptr,
-                                           &genericIfHash,      &genericIfVoidPtrIs};
+  // A value with no stored fields has nothing to hash: the generic interface refuses its hash.
+  static constexpr bool hashable = [] {
+    if constexpr (GeneratedValue<T>)
+      return T::VemFields::size != 0;
+    else
+      return true;
+  }();
+
+  static constexpr ValueMethodsTable table{&genericIfConstruct,
+                                           &genericIfDestruct,
+                                           &genericIfStrepToValue,
+                                           &genericIfStrRep,
+                                           nullptr,
+                                           nullptr,
+                                           hashable ? &genericIfHash : nullptr,
+                                           &genericIfVoidPtrIs};
 };
 
 // Shared by every enumeration of one holding width: it works from the enumerator records alone.
@@ -96,7 +123,10 @@ struct GenericIfEnumMethods {
                                            &genericIfHash,      &genericIfVoidPtrIs};
 };
 
-// The methods table of a type, whatever its kind (null for entities until they have one).
+// The methods of a built-in type (U8 ... Vem::Seconds) by its type-reference code; null for other codes.
+const ValueMethodsTable* builtinMethods(int16_t code) noexcept;
+
+// The methods table of a type, whatever its kind.
 inline const ValueMethodsTable* valueMethods(const VemType& type) noexcept {
   return static_cast<const ValueMethodsTable*>(type.impl().methods);
 }

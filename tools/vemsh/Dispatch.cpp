@@ -1,6 +1,7 @@
 #include "Dispatch.h"
 
 #include "Commands.h"
+#include "LoadLibrary.h"
 #include "TextTable.h"
 
 #include <array>
@@ -42,8 +43,10 @@ const CommandSpec* findCommand(std::string_view name) {
 }  // namespace
 
 void writeUsage(std::ostream& out) {
-  out << "usage: vemsh COMMAND [ARGUMENTS]\n"
+  out << "usage: vemsh [--load LIBRARY]... COMMAND [ARGUMENTS]\n"
          "Browses the types registered by the libraries this program loads.\n"
+         "--load loads a further type library (a shared library built with vem_add_module)\n"
+         "before the command runs, so that its types are registered too.\n"
          "\n"
          "commands:\n";
   TextTable table;
@@ -57,6 +60,17 @@ void writeUsage(std::ostream& out) {
 }
 
 int runCommand(Args words, std::ostream& out, std::ostream& err) {
+  while (!words.empty() && words[0] == "--load") {
+    if (words.size() < 2) {
+      err << "usage: vemsh --load LIBRARY [--load LIBRARY]... COMMAND [ARGUMENTS]\n";
+      return exitUsage;
+    }
+    if (std::string reason = loadTypeLibrary(words[1]); !reason.empty()) {
+      err << "vemsh: cannot load " << words[1] << ": " << reason << '\n';
+      return exitUserError;
+    }
+    words = words.subspan(2);
+  }
   if (words.empty()) {
     writeUsage(err);
     return exitUsage;

@@ -13,6 +13,8 @@ inline constexpr int exitUserError = 1;  // one line "vemsh: ..." on the error s
 inline constexpr int exitUsage = 2;      // the usage text on the error stream
 
 // Runs the command that `words` name (the words after the program's name) and returns its exit status.
+// Leading `--load LIBRARY` pairs load those type libraries first, in order; one that fails to load stops
+// everything with exitUserError.
 int runCommand(std::span<const std::string_view> words, std::ostream& out, std::ostream& err);
 
 // The usage text: synopsis and one line per command.

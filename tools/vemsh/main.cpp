@@ -1,7 +1,7 @@
 // vemsh: the state browser. Reads only the module registry and the generic interface, so it shows
-// whatever type libraries it is linked with, without knowing any of their types.
+// whatever type libraries it is linked with or loads (--load), without knowing any of their types.
 //
-//   vemsh COMMAND [ARGUMENTS]      (vemsh help lists the commands)
+//   vemsh [--load LIBRARY]... COMMAND [ARGUMENTS]      (vemsh help lists the commands)
 #include "Dispatch.h"
 
 #include <exception>

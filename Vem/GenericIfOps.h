@@ -1,0 +1,299 @@
+// The generic attribute operation and iterators of every type, as templates over the per-type lists the
+// compiler emits (`VemReadable` for values, `VemAttributes` for entities). A tool names a member with a
+// field descriptor and an operation code; these run the same getters and setters as direct calls, so
+// announcements are the same.
+//
+// Result and argument storage is the caller's, constructed with the member type's value methods:
+//   code 0  get / look up          result: the value (entities: Lumo::Ptr<Vem::Entity>)   arg1: key
+//   code 1  set / set or create    arg1: value, or key then arg2: value (instantiating: key only;
+//                                  references: arg2 a Lumo::Ptr<Vem::Entity>)
+//   code 2  delete                 result: the removed value or the default               arg1: key
+//   code 3  count, 4 version       result: U32
+//   code 5  contains               result: bool                                           arg1: key
+//   code 10 nameString             result: Vem::String
+//   code 11 truth, 12 equal, 13 less (whole value, null field)   result: bool             arg1: other
+// Results: 0 done, 1 the operation does not apply, 2 the descriptor names no member of this type.
+#pragma once
+
+#include <Lumo/Descriptors.h>
+#include <Lumo/Ptr.h>
+#include <Vem/Entity.h>
+#include <Vem/Module.h>
+#include <Vem/Value.h>
+
+#include <cstdint>
+#include <new>
+#include <type_traits>
+
+namespace Vem {
+
+namespace ResultCode {
+inline constexpr int done = 0;
+inline constexpr int notApplicable = 1;
+inline constexpr int noSuchMember = 2;
+}  // namespace ResultCode
+
+namespace OpCode {
+inline constexpr uint8_t get = 0, set = 1, del = 2, count = 3, version = 4, contains = 5, nameString = 10,
+                         truth = 11, equal = 12, less = 13;
+}  // namespace OpCode
+
+// A readable member of a value type: a stored field (data member pointer) or a computed member (getter).
+template <uint16_t Id, auto Member>
+struct Readable {
+  static constexpr uint16_t id = Id;
+  static constexpr auto member = Member;
+};
+template <class... R>
+struct ReadableList {};
+
+enum class AttrKind : uint8_t { scalar, collection, set, children, child, refs };
+
+// One entity attribute: its id, kind, storage and generated mutators (null where it has none).
+template <uint16_t Id, AttrKind Kind, auto Field, auto Set = nullptr, auto Del = nullptr>
+struct Attribute {
+  static constexpr uint16_t id = Id;
+  static constexpr AttrKind kind = Kind;
+  static constexpr auto field = Field;
+  static constexpr auto set = Set;
+  static constexpr auto del = Del;
+};
+template <class... A>
+struct AttributeList {};
+
+namespace GenericIfImpl {
+
+// The attribute id a field descriptor names, if it names a member of `type`.
+inline bool memberIdOf(const VemType& type, const void* field, uint16_t* id) noexcept {
+  const auto* fd = static_cast<const Lumo::FieldDescriptor*>(field);
+  if (fd->memberTable != type.module()->members) return false;
+  uint16_t index = fd->index();
+  const TypeRecord& r = type.record();
+  if (index < r.firstMember || index >= r.firstMember + r.memberCount) return false;
+  *id = type.module()->members[index].attributeId;
+  return true;
+}
+
+template <class T>
+int valueAttributeOp(void* result, void* object, const void* field, uint8_t op, const void* arg1, const void*) {
+  const T& v = *static_cast<const T*>(object);
+  if (field == nullptr) {
+    switch (op) {
+      case OpCode::truth: *static_cast<bool*>(result) = !(v == T{}); return ResultCode::done;
+      case OpCode::equal: *static_cast<bool*>(result) = v == *static_cast<const T*>(arg1); return ResultCode::done;
+      case OpCode::less:
+        *static_cast<bool*>(result) = ValueTraits<T>::compare(v, *static_cast<const T*>(arg1)) < 0;
+        return ResultCode::done;
+      default: return ResultCode::notApplicable;
+    }
+  }
+  if constexpr (!requires { typename T::VemReadable; }) {
+    return ResultCode::noSuchMember;  // platform values register no members
+  } else {
+  uint16_t id;
+  if (!memberIdOf(T::vemType(), field, &id)) return ResultCode::noSuchMember;
+  int rc = ResultCode::notApplicable;  // a member that is not readable (methods, constants)
+  []<class... R>(ReadableList<R...>, const T& x, uint16_t want, uint8_t code, void* out, int& r) {
+    [[maybe_unused]] auto one = [&]<class M>(M) {
+      if (M::id != want) return;
+      if (code != OpCode::get) return;
+      if constexpr (std::is_member_function_pointer_v<decltype(M::member)>) {
+        using Out = std::remove_cvref_t<decltype((x.*M::member)())>;
+        *static_cast<Out*>(out) = (x.*M::member)();
+      } else {
+        using Out = std::remove_cvref_t<decltype(x.*M::member)>;
+        *static_cast<Out*>(out) = x.*M::member;
+      }
+      r = ResultCode::done;
+    };
+    (one(R{}), ...);
+  }(typename T::VemReadable{}, v, id, op, result, rc);
+  return rc;
+  }
+}
+
+// Enumerations: whole-value operations on the holding integer.
+template <class U>
+int enumAttributeOp(void* result, void* object, const void* field, uint8_t op, const void* arg1, const void*) {
+  if (field != nullptr) return ResultCode::noSuchMember;
+  U v = *static_cast<const U*>(object);
+  switch (op) {
+    case OpCode::truth: *static_cast<bool*>(result) = v != 0; return ResultCode::done;
+    case OpCode::equal: *static_cast<bool*>(result) = v == *static_cast<const U*>(arg1); return ResultCode::done;
+    case OpCode::less: *static_cast<bool*>(result) = v < *static_cast<const U*>(arg1); return ResultCode::done;
+    default: return ResultCode::notApplicable;
+  }
+}
+
+template <class Map>
+int collectionCommonOp(const Map& map, void* result, uint8_t op, const void* arg1) {
+  switch (op) {
+    case OpCode::count: *static_cast<uint32_t*>(result) = static_cast<uint32_t>(map.size()); return ResultCode::done;
+    case OpCode::version: *static_cast<uint32_t*>(result) = map.version() & 0x7fffff; return ResultCode::done;
+    case OpCode::contains:
+      *static_cast<bool*>(result) = map.contains(*static_cast<const typename Map::Key*>(arg1));
+      return ResultCode::done;
+    default: return ResultCode::notApplicable;
+  }
+}
+
+template <class A, class T>
+int attributeOp(T& e, void* result, uint8_t op, const void* arg1, const void* arg2) {
+  auto& stored = e.*A::field;
+  using Stored = std::remove_cvref_t<decltype(stored)>;
+  using EntityRef = Lumo::Ptr<Entity>;
+  if constexpr (A::kind == AttrKind::scalar) {
+    if (op == OpCode::get) {
+      *static_cast<Stored*>(result) = stored;
+      return ResultCode::done;
+    }
+    if constexpr (A::set != nullptr) {
+      if (op == OpCode::set) {
+        (e.*A::set)(*static_cast<const Stored*>(arg1));
+        return ResultCode::done;
+      }
+    }
+    return ResultCode::notApplicable;
+  } else if constexpr (A::kind == AttrKind::child) {
+    if (op == OpCode::get) {
+      *static_cast<EntityRef*>(result) = stored;
+      return ResultCode::done;
+    }
+    if (op == OpCode::set) {
+      (e.*A::set)(*static_cast<const Lumo::String*>(arg1));
+      return ResultCode::done;
+    }
+    return ResultCode::notApplicable;
+  } else {
+    using Key = typename Stored::Key;
+    const Key* key = static_cast<const Key*>(arg1);
+    switch (op) {
+      case OpCode::get: {
+        if constexpr (A::kind == AttrKind::set) {
+          *static_cast<bool*>(result) = stored.contains(*key);
+        } else {
+          using V = typename Stored::Value;
+          const V* found = stored.find(*key);
+          if constexpr (A::kind == AttrKind::children || A::kind == AttrKind::refs)
+            *static_cast<EntityRef*>(result) = found ? EntityRef(*found) : EntityRef();
+          else
+            *static_cast<V*>(result) = found ? *found : V{};
+        }
+        return ResultCode::done;
+      }
+      case OpCode::set:
+        if constexpr (A::kind == AttrKind::collection) {
+          (e.*A::set)(*key, *static_cast<const typename Stored::Value*>(arg2));
+        } else if constexpr (A::kind == AttrKind::refs) {
+          using Ref = typename Stored::Value;
+          using Child = std::remove_cvref_t<decltype(*std::declval<Ref>())>;
+          const EntityRef& given = *static_cast<const EntityRef*>(arg2);
+          if (given && !given->typeData().isDerivedFrom(Child::vemType())) return ResultCode::notApplicable;
+          (e.*A::set)(Ref(static_cast<Child*>(given.get())));
+        } else {
+          (e.*A::set)(*key);  // sets and instantiating collections take the key alone
+        }
+        return ResultCode::done;
+      case OpCode::del:
+        if constexpr (A::kind == AttrKind::children || A::kind == AttrKind::refs)
+          *static_cast<EntityRef*>(result) = (e.*A::del)(*key);
+        else if constexpr (A::kind == AttrKind::set)
+          *static_cast<bool*>(result) = (e.*A::del)(*key);
+        else
+          *static_cast<typename Stored::Value*>(result) = (e.*A::del)(*key);
+        return ResultCode::done;
+      default:
+        return collectionCommonOp(stored, result, op, arg1);
+    }
+  }
+}
+
+template <class T>
+int entityAttributeOp(void* result, void* object, const void* field, uint8_t op, const void* arg1, const void* arg2) {
+  if (field == nullptr) return ResultCode::notApplicable;
+  T& e = *static_cast<T*>(object);
+  uint16_t id;
+  if (!memberIdOf(T::vemType(), field, &id)) return ResultCode::noSuchMember;
+  if (id == 154) {
+    if (op != OpCode::nameString) return ResultCode::notApplicable;
+    *static_cast<Lumo::String*>(result) = e.name();
+    return ResultCode::done;
+  }
+  int rc = ResultCode::noSuchMember;
+  [&]<class... A>(AttributeList<A...>) {
+    ((A::id == id ? (rc = attributeOp<A>(e, result, op, arg1, arg2), true) : false) || ...);
+  }(typename T::VemAttributes{});
+  return rc;
+}
+
+// ---- iterators ------------------------------------------------------------------------------------
+
+class GenericIterator {
+ public:
+  virtual ~GenericIterator() = default;
+  virtual bool nonnull() const = 0;
+  virtual void inc() = 0;
+  virtual void key(void* destination) const = 0;
+  virtual void obj(void* destination) const = 0;
+};
+
+// The iterator operations a tool calls; genericIfIterator hands them out with each iterator.
+struct IteratorOps {
+  void (*iterObj)(AttributeId, void* iterator, void* destination);
+  void (*iterKey)(AttributeId, void* iterator, void* destination);
+  bool (*iterNonnull)(AttributeId, void* iterator);
+  void (*iterInc)(AttributeId, void* iterator);
+  void (*iterDel)(AttributeId, void* iterator);
+};
+void iterObj(AttributeId, void* iterator, void* destination);
+void iterKey(AttributeId, void* iterator, void* destination);
+bool iterNonnull(AttributeId, void* iterator);
+void iterInc(AttributeId, void* iterator);
+void iterDel(AttributeId, void* iterator);
+extern const IteratorOps kIteratorOps;
+
+template <class A, class Map>
+class CollectionIterator final : public GenericIterator {
+ public:
+  CollectionIterator(const Map& map, const void* startKey)
+      : it_(startKey ? map.lowerBound(*static_cast<const typename Map::Key*>(startKey)) : map.begin()) {}
+  bool nonnull() const override { return it_.valid(); }
+  void inc() override { it_.next(); }
+  void key(void* destination) const override { *static_cast<typename Map::Key*>(destination) = it_.key(); }
+  void obj(void* destination) const override {
+    if constexpr (A::kind == AttrKind::set)
+      *static_cast<bool*>(destination) = true;
+    else if constexpr (A::kind == AttrKind::children || A::kind == AttrKind::refs)
+      *static_cast<Lumo::Ptr<Entity>*>(destination) = it_.value();
+    else
+      *static_cast<typename Map::Value*>(destination) = it_.value();
+  }
+
+ private:
+  typename Map::Iterator it_;
+};
+
+template <class T>
+void* entityIterator(void* entity, const void* startKey, const void* field, const void** iteratorOps) {
+  if (field == nullptr) return nullptr;
+  T& e = *static_cast<T*>(entity);
+  uint16_t id;
+  if (!memberIdOf(T::vemType(), field, &id)) return nullptr;
+  GenericIterator* made = nullptr;
+  [&]<class... A>(AttributeList<A...>) {
+    [[maybe_unused]] auto one = [&]<class Attr>(Attr) {
+      if constexpr (Attr::kind != AttrKind::scalar && Attr::kind != AttrKind::child) {
+        if (Attr::id == id) {
+          using Map = std::remove_cvref_t<decltype(e.*Attr::field)>;
+          made = new (std::nothrow) CollectionIterator<Attr, Map>(e.*Attr::field, startKey);
+        }
+      }
+    };
+    (one(A{}), ...);
+  }(typename T::VemAttributes{});
+  if (made != nullptr && iteratorOps != nullptr) *iteratorOps = &kIteratorOps;
+  return made;
+}
+
+}  // namespace GenericIfImpl
+}  // namespace Vem

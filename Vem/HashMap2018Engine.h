@@ -1,0 +1,616 @@
+// The collection engine behind HashMap2018 and HSet: a power-of-two array of pointers to small buckets,
+// each a contiguous array of nodes sorted by key. Buckets are reference-counted and shared by copies of
+// a map and by iterators, and copied on the first write to a shared one, so copying a map costs one
+// pointer and one count per bucket.
+//
+// The engine knows keys only through the node's key form (hashing) and the glue operations of
+// HashMap2018Glue<Node> (ordering, placing, shifting, assembling, unreferencing).
+#pragma once
+
+#include <Vem/HashMap2018Node.h>
+#include <Vem/IteratorInvalidated.h>
+
+#include <cassert>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <vector>
+
+namespace Vem {
+
+enum class SetResult : uint8_t { unchanged, inserted, replaced };
+
+template <class Node>
+class HashMap2018Engine {
+  static_assert(std::is_nothrow_move_constructible_v<Node> && std::is_nothrow_copy_constructible_v<Node>,
+                "Vem/HashMap2018: keys and values must copy and move without throwing");
+
+ public:
+  using Glue = HashMap2018Glue<Node>;
+  using Layout = HashMap2018BucketLayout<Node>;
+  using Bucket = HashMap2018BucketHeader;
+  using Run = HashMap2018NodeRun<Node>;
+  using Key = typename Node::Key;
+  static constexpr uint32_t kVersionMask = (1u << 23) - 1;
+  // Average nodes per bucket above which the table doubles; while iterators are live it waits longer,
+  // since a resize refuses them.
+  static constexpr std::size_t kGrowLoad = 2;
+  static constexpr std::size_t kGrowLoadWithIterators = 8;
+
+  HashMap2018Engine() noexcept : seed_(HashHelper::hashSeed32() ^ Node::seedConstant) {}
+
+  HashMap2018Engine(const HashMap2018Engine& o) : seed_(o.seed_) { shareFrom(o); }
+  HashMap2018Engine(HashMap2018Engine&& o) noexcept : seed_(o.seed_) { takeFrom(o); }
+  HashMap2018Engine& operator=(const HashMap2018Engine& o) {
+    if (this != &o) {
+      releaseAll();
+      shareFrom(o);
+      changed();
+    }
+    return *this;
+  }
+  HashMap2018Engine& operator=(HashMap2018Engine&& o) noexcept {
+    if (this != &o) {
+      releaseAll();
+      takeFrom(o);
+      changed();
+    }
+    return *this;
+  }
+  ~HashMap2018Engine() {
+    assert(liveIterators_ == 0 && "Vem/HashMap2018: map destroyed while its iterators are live");
+    releaseAll();
+  }
+
+  std::size_t size() const noexcept { return size_; }
+  uint32_t version() const noexcept { return version_; }
+  std::size_t bucketCount() const noexcept { return slots_ ? std::size_t(mask_) + 1 : 0; }
+  std::size_t markedCount() const noexcept { return marked_; }
+
+  uint32_t hashOf(const Key& k) const noexcept { return KeyFormHash<typename Node::KeyForm>::hash(k, seed_); }
+
+  // Each node has a meta byte: bit 0 its deletion mark, the other seven the top of its key's hash, so
+  // that a lookup compares keys only where those bits agree (a miss rarely touches a string's bytes).
+  // The top bits do not select the bucket, so the tag survives resizes.
+  static constexpr uint8_t kMark = 1;
+  static uint8_t tagOf(uint32_t hash) noexcept { return static_cast<uint8_t>((hash >> 25) << 1); }
+  // Keys compared in a register gain nothing from the tag filter.
+  static constexpr bool kFilterByTag = !(std::is_trivially_copyable_v<Key> && sizeof(Key) <= 8);
+  static bool mayMatch(uint8_t meta, uint8_t tag) noexcept { return !kFilterByTag || (meta & ~kMark) == tag; }
+
+  const Node* find(const Key& k) const noexcept {
+    if (size_ == 0) return nullptr;
+    const uint32_t h = hashOf(k);
+    const Bucket* b = slots_[h & mask_];
+    if (b == nullptr) return nullptr;
+    const uint8_t tag = tagOf(h);
+    const uint8_t* meta = Layout::marks(b);
+    const Node* nodes = Layout::nodes(b);
+    for (uint32_t i = 0, n = b->count; i < n; ++i)
+      if (mayMatch(meta[i], tag) && Glue::keyEqualsNode(k, nodes[i])) return nodes + i;
+    return nullptr;
+  }
+
+  // Where a key is or would go: bucket index, position in it, whether it is there. Creates the table.
+  struct Place {
+    uint32_t index;
+    uint32_t pos;
+    bool found;
+    uint8_t tag;
+  };
+  Place locateForWrite(const Key& k) {
+    if (slots_ == nullptr) allocateTable(1);
+    return locate(k);
+  }
+  Place locate(const Key& k) const noexcept {
+    assert(slots_ != nullptr && "Vem/HashMap2018: locate without a table");
+    const uint32_t h = hashOf(k);
+    const uint32_t i = h & mask_;
+    const Bucket* b = slots_[i];
+    const uint8_t tag = tagOf(h);
+    if (b == nullptr) return {i, 0, false, tag};
+    const uint8_t* meta = Layout::marks(b);
+    const Node* nodes = Layout::nodes(b);
+    for (uint32_t p = 0, n = b->count; p < n; ++p)
+      if (mayMatch(meta[p], tag) && Glue::keyEqualsNode(k, nodes[p])) return {i, p, true, tag};
+    bool found;
+    const uint32_t pos = seek(b, k, found);
+    return {i, pos, found, tag};
+  }
+  const Node& nodeAt(Place p) const noexcept { return Layout::nodes(slots_[p.index])[p.pos]; }
+  bool markedAt(Place p) const noexcept { return (Layout::marks(slots_[p.index])[p.pos] & kMark) != 0; }
+
+  // The node at a found place, in a bucket this map alone holds (copied first when shared).
+  Node& ownedNodeAt(Place p) { return Layout::nodes(own(p.index, 0))[p.pos]; }
+
+  void unmarkAt(Place p) {
+    if (!markedAt(p)) return;
+    Bucket* b = own(p.index, 0);
+    Layout::marks(b)[p.pos] &= ~kMark;
+    --b->marked;
+    --marked_;
+  }
+  void valueChanged() noexcept { changed(); }
+
+  // Inserts the node at a place that was not found. `node` is consumed; the place is stale afterwards.
+  void insertAt(Place p, Node* node) {
+    Bucket* b = slots_[p.index];
+    if (b == nullptr) {
+      Bucket* nb = Layout::allocate(1);
+      const Run run{node, 1, true};
+      Glue::newBucketAssemble(1, Layout::nodes(nb), &run);
+      Layout::marks(nb)[0] = p.tag;
+      nb->count = 1;
+      slots_[p.index] = nb;
+    } else if (hashMap2018Shared(b)) {
+      // Copy with room for one more, then open the slot: the copy is the only step that can fail.
+      b = own(p.index, 1);
+      openSlot(b, p.pos, node, p.tag);
+    } else if (b->count < b->capacity) {
+      openSlot(b, p.pos, node, p.tag);
+    } else {
+      const uint32_t count = b->count;
+      Bucket* nb = Layout::allocate(grownCapacity(count));
+      const Run runs[3] = {{Layout::nodes(b), p.pos, true}, {node, 1, true}, {Layout::nodes(b) + p.pos, count - p.pos, true}};
+      Glue::newBucketAssemble(count + 1, Layout::nodes(nb), runs);
+      nb->count = count + 1;
+      const uint8_t* from = Layout::marks(b);
+      uint8_t* to = Layout::marks(nb);
+      std::memcpy(to, from, p.pos);
+      to[p.pos] = p.tag;
+      std::memcpy(to + p.pos + 1, from + p.pos, count - p.pos);
+      nb->marked = b->marked;
+      Layout::free(b);  // its nodes were relocated
+      slots_[p.index] = nb;
+    }
+    ++size_;
+    changed();
+    if (size_ > kGrowLoad * bucketCount() && (liveIterators_ == 0 || size_ > kGrowLoadWithIterators * bucketCount()))
+      resize(bucketCount() * 2);
+  }
+
+  // Removes the node at a found place. `take(Node&, bool movable)` sees it first (to move or copy out
+  // what the caller wants).
+  template <class Take>
+  void eraseAt(Place p, Take&& take) {
+    Bucket* b = slots_[p.index];
+    const uint32_t count = b->count;
+    const bool wasMarked = (Layout::marks(b)[p.pos] & kMark) != 0;
+    Node* nodes = Layout::nodes(b);
+    if (hashMap2018Shared(b)) {
+      take(nodes[p.pos], false);
+      Bucket* nb = nullptr;
+      if (count > 1) {
+        nb = Layout::allocate(count - 1);
+        const Run runs[2] = {{nodes, p.pos, false}, {nodes + p.pos + 1, count - p.pos - 1, false}};
+        Glue::newBucketAssemble(count - 1, Layout::nodes(nb), runs);
+        nb->count = count - 1;
+        const uint8_t* from = Layout::marks(b);
+        uint8_t* to = Layout::marks(nb);
+        std::memcpy(to, from, p.pos);
+        std::memcpy(to + p.pos, from + p.pos + 1, count - p.pos - 1);
+        nb->marked = b->marked - (wasMarked ? 1 : 0);
+      }
+      slots_[p.index] = nb;
+      Glue::bktHdrRefDec(b);
+    } else {
+      take(nodes[p.pos], true);
+      if (count == 1) {
+        Glue::bktHdrRefDec(b);
+        slots_[p.index] = nullptr;
+      } else {
+        Glue::shift(nodes, nullptr, count, p.pos, -1);
+        uint8_t* marks = Layout::marks(b);
+        std::memmove(marks + p.pos, marks + p.pos + 1, count - p.pos - 1);
+        marks[count - 1] = 0;
+        b->count = count - 1;
+        if (wasMarked) --b->marked;
+      }
+    }
+    if (wasMarked) --marked_;
+    --size_;
+    changed();
+    if (liveIterators_ == 0 && mask_ != 0 && size_ < bucketCount() / 4) resize(bucketCount() / 2);
+  }
+
+  void clear() noexcept {
+    if (slots_ == nullptr) return;
+    const bool hadNodes = size_ != 0;
+    if (liveIterators_ != 0) {
+      // Iterators keep the layout: they find their buckets empty and end.
+      for (uint32_t i = 0; i <= mask_; ++i) {
+        if (slots_[i] != nullptr) Glue::bktHdrRefDec(slots_[i]);
+        slots_[i] = nullptr;
+      }
+      size_ = 0;
+      marked_ = 0;
+    } else {
+      releaseAll();
+      ++layout_;
+    }
+    if (hadNodes) changed();
+  }
+
+  // ---- deletion marks ----
+
+  void markAllForDeletion() {
+    if (size_ == 0) return;
+    for (uint32_t i = 0; i <= mask_; ++i) {
+      if (slots_[i] == nullptr || slots_[i]->marked == slots_[i]->count) continue;
+      Bucket* b = own(i, 0);
+      uint8_t* meta = Layout::marks(b);
+      for (uint32_t p = 0; p < b->count; ++p) meta[p] |= kMark;
+      b->marked = b->count;
+    }
+    marked_ = static_cast<uint32_t>(size_);
+  }
+
+  // Removes every marked node, handing each to `fn(Node&)` after it has left the map (so that `fn` sees
+  // the map without it).
+  template <class Fn>
+  void eraseMarked(Fn&& fn) {
+    if (marked_ == 0) return;
+    alignas(Node) unsigned char storage[sizeof(Node)];
+    Node* removed = reinterpret_cast<Node*>(storage);
+    // A callback that resizes the map can move marked nodes behind the scan; scan again then.
+    for (uint32_t pass = layout_ - 1; marked_ != 0 && pass != layout_;) {
+      pass = layout_;
+      for (uint32_t i = 0; marked_ != 0 && slots_ != nullptr && i <= mask_;) {
+        const Bucket* b = slots_[i];
+        if (b == nullptr || b->marked == 0) {
+          ++i;
+          continue;
+        }
+        const uint8_t* marks = Layout::marks(b);
+        uint32_t pos = 0;
+        while ((marks[pos] & kMark) == 0) ++pos;
+        eraseAt(Place{i, pos, true, 0}, [&](Node& n, bool movable) { Glue::place(removed, n, movable); });
+        struct Destroy {
+          Node* n;
+          ~Destroy() { n->~Node(); }
+        } destroy{removed};
+        fn(*removed);
+        if (layout_ != pass) break;
+      }
+    }
+  }
+
+  // ---- memory ----
+
+  // Bytes this map's table and buckets take from the allocator (shared buckets counted in full).
+  std::size_t allocatedBytes() const noexcept {
+    if (slots_ == nullptr) return 0;
+    std::size_t total = Lumo::SlabPool::blockSize(tableBytes(bucketCount()));
+    for (uint32_t i = 0; i <= mask_; ++i)
+      if (const Bucket* b = slots_[i]) total += Lumo::SlabPool::blockSize(Layout::bytes(b->capacity));
+    return total;
+  }
+
+  // ---- iteration ----
+
+  // Walks buckets in index order and each bucket in key order. Holds a reference to its bucket, so its
+  // node stays readable whatever the map does; after a change it continues from the first key after
+  // its own in the same bucket, and refuses (IteratorInvalidated) only after a resize.
+  class Iterator {
+   public:
+    Iterator() noexcept = default;
+    Iterator(const Iterator& o) noexcept
+        : map_(o.map_), index_(o.index_), pos_(o.pos_), version_(o.version_), layout_(o.layout_) {
+      hold(o.bucket_);
+    }
+    Iterator& operator=(const Iterator& o) noexcept {
+      if (this != &o) {
+        hold(nullptr);
+        map_ = o.map_;
+        index_ = o.index_;
+        pos_ = o.pos_;
+        version_ = o.version_;
+        layout_ = o.layout_;
+        hold(o.bucket_);
+      }
+      return *this;
+    }
+    ~Iterator() { hold(nullptr); }
+
+    bool valid() const noexcept { return bucket_ != nullptr; }
+    const Node& node() const noexcept {
+      assert(bucket_ != nullptr && "Vem/HashMap2018: iterator read past the end");
+      return Layout::nodes(bucket_)[pos_];
+    }
+    const Key& key() const noexcept { return Node::keyOf(node()); }
+    // The entry's current value: looked up again when the map changed since the last step; an entry
+    // erased since reads as it was.
+    const typename Node::Value& value() const noexcept {
+      if (map_->version_ != version_) {
+        if (const Node* now = map_->find(key())) return Node::valueOf(*now);
+      }
+      return Node::valueOf(node());
+    }
+
+    void next() {
+      if (bucket_ == nullptr) return;
+      if (map_->version_ != version_) {
+        reseek();
+        return;
+      }
+      if (++pos_ < bucket_->count) return;
+      settle(index_ + 1);
+    }
+
+    bool operator==(std::default_sentinel_t) const noexcept { return bucket_ == nullptr; }
+    // Range-for support: `for (auto [key, value] : map)`.
+    struct Entry {
+      const Key& key;
+      const typename Node::Value& value;
+    };
+    Entry operator*() const noexcept { return {key(), value()}; }
+    Iterator& operator++() {
+      next();
+      return *this;
+    }
+
+   private:
+    friend class HashMap2018Engine;
+    explicit Iterator(const HashMap2018Engine* map) noexcept
+        : map_(map), version_(map->version_), layout_(map->layout_) {}
+
+    void hold(Bucket* b) noexcept {
+      Bucket* old = bucket_;
+      if (b != nullptr) hashMap2018RefInc(b);
+      bucket_ = b;
+      if (old == nullptr && b != nullptr) ++map_->liveIterators_;
+      if (old != nullptr && b == nullptr) --map_->liveIterators_;
+      if (old != nullptr) Glue::bktHdrRefDec(old);
+    }
+    // Moves to the first node of the first non-empty bucket from `index` on, or to the end.
+    void settle(uint32_t index) noexcept {
+      if (map_->slots_ != nullptr) {
+        for (; index <= map_->mask_; ++index) {
+          if (Bucket* b = map_->slots_[index]) {
+            hold(b);
+            index_ = index;
+            pos_ = 0;
+            return;
+          }
+        }
+      }
+      hold(nullptr);
+    }
+    void reseek() {
+      if (map_->layout_ != layout_) throwHashMap2018IteratorInvalidated();
+      version_ = map_->version_;
+      const Node& current = Layout::nodes(bucket_)[pos_];
+      Bucket* b = map_->slots_[index_];
+      if (b != nullptr) {
+        const Node* nodes = Layout::nodes(b);
+        uint32_t p = 0;
+        while (p < b->count && Glue::compareOrLruUnlink(nullptr, &current, nodes[p]) != kKeyBefore) ++p;
+        if (p < b->count) {
+          hold(b);
+          pos_ = p;
+          return;
+        }
+      }
+      settle(index_ + 1);
+    }
+
+    const HashMap2018Engine* map_ = nullptr;
+    Bucket* bucket_ = nullptr;  // one reference held; null at the end
+    uint32_t index_ = 0;
+    uint32_t pos_ = 0;
+    uint32_t version_ = 0;
+    uint32_t layout_ = 0;
+  };
+
+  Iterator begin() const noexcept {
+    Iterator it(this);
+    it.settle(0);
+    return it;
+  }
+  Iterator lowerBound(const Key& k) const noexcept {
+    Iterator it(this);
+    if (slots_ == nullptr) return it;
+    const uint32_t i = hashOf(k) & mask_;
+    if (Bucket* b = slots_[i]) {
+      bool found;
+      const uint32_t pos = seek(b, k, found);
+      if (pos < b->count) {
+        it.hold(b);
+        it.index_ = i;
+        it.pos_ = pos;
+        return it;
+      }
+    }
+    it.settle(i + 1);
+    return it;
+  }
+
+ private:
+  // Position of the key in the bucket, or where it would be inserted.
+  static uint32_t seek(const Bucket* b, const Key& k, bool& found) noexcept {
+    const Node* nodes = Layout::nodes(b);
+    uint32_t lo = 0;
+    uint32_t hi = b->count;
+    if (hi <= 8) {
+      for (; lo < hi; ++lo) {
+        const int c = Glue::compareOrLruUnlink(&k, nullptr, nodes[lo]);
+        if (c != kKeyAfter) {
+          found = c == kKeyEqual;
+          return lo;
+        }
+      }
+      found = false;
+      return hi;
+    }
+    while (lo < hi) {
+      const uint32_t mid = lo + (hi - lo) / 2;
+      const int c = Glue::compareOrLruUnlink(&k, nullptr, nodes[mid]);
+      if (c == kKeyEqual) {
+        found = true;
+        return mid;
+      }
+      if (c == kKeyBefore)
+        hi = mid;
+      else
+        lo = mid + 1;
+    }
+    found = false;
+    return lo;
+  }
+
+  static uint32_t grownCapacity(uint32_t count) noexcept { return count < 3 ? count + 1 : count + count / 2; }
+  static std::size_t tableBytes(std::size_t buckets) noexcept { return buckets * sizeof(Bucket*); }
+
+  void changed() noexcept { version_ = (version_ + 1) & kVersionMask; }
+
+  void openSlot(Bucket* b, uint32_t pos, Node* node, uint8_t tag) noexcept {
+    assert(b->count < b->capacity && "Vem/HashMap2018: no room to open a slot");
+    Glue::shift(Layout::nodes(b), node, b->count, pos, 1);
+    uint8_t* marks = Layout::marks(b);
+    std::memmove(marks + pos + 1, marks + pos, b->count - pos);
+    marks[pos] = tag;
+    ++b->count;
+  }
+
+  // Makes bucket i this map's own, with room for `extra` more nodes, copying it when shared.
+  Bucket* own(uint32_t i, uint32_t extra) {
+    Bucket* b = slots_[i];
+    if (!hashMap2018Shared(b)) return b;
+    Bucket* nb = Layout::allocate(b->count + extra);
+    const Run run{Layout::nodes(b), b->count, false};
+    Glue::newBucketAssemble(b->count, Layout::nodes(nb), &run);
+    nb->count = b->count;
+    std::memcpy(Layout::marks(nb), Layout::marks(b), b->count);
+    nb->marked = b->marked;
+    slots_[i] = nb;
+    Glue::bktHdrRefDec(b);
+    return nb;
+  }
+
+  void allocateTable(std::size_t buckets) {
+    slots_ = static_cast<Bucket**>(Lumo::SlabAllocator::allocate(tableBytes(buckets)));
+    std::memset(static_cast<void*>(slots_), 0, tableBytes(buckets));
+    mask_ = static_cast<uint32_t>(buckets - 1);
+  }
+
+  // Moves node `from` (relocated when the bucket is owned, copied when shared) to slot `to` of `nb`.
+  static void transfer(Bucket* nb, const Bucket* from, uint32_t pos, bool owned) noexcept {
+    const Run run{Layout::nodes(const_cast<Bucket*>(from)) + pos, 1, owned};
+    Glue::newBucketAssemble(1, Layout::nodes(nb) + nb->count, &run);
+    if (((Layout::marks(nb)[nb->count] = Layout::marks(from)[pos]) & kMark) != 0) ++nb->marked;
+    ++nb->count;
+  }
+  static void retire(Bucket* b, bool owned) noexcept {
+    if (owned)
+      Layout::free(b);  // nodes relocated
+    else
+      Glue::bktHdrRefDec(b);
+  }
+
+  // Rebuilds the table with twice or half the buckets. Doubling splits each bucket in two by one more
+  // hash bit (each half stays sorted); halving merges bucket pairs in key order.
+  void resize(std::size_t buckets) {
+    Bucket** old = slots_;
+    const std::size_t oldCount = bucketCount();
+    allocateTable(buckets);
+    if (buckets > oldCount) {
+      const uint32_t bit = static_cast<uint32_t>(oldCount);
+      for (uint32_t i = 0; i < oldCount; ++i) {
+        Bucket* b = old[i];
+        if (b == nullptr) continue;
+        const Node* nodes = Layout::nodes(b);
+        uint32_t high = 0;
+        for (uint32_t p = 0; p < b->count; ++p) high += (hashOf(Node::keyOf(nodes[p])) & bit) != 0;
+        if (high == 0 || high == b->count) {
+          slots_[i + (high == 0 ? 0 : bit)] = b;  // shared or not, the bucket moves whole
+          continue;
+        }
+        const bool owned = !hashMap2018Shared(b);
+        Bucket* lo = Layout::allocate(b->count - high);
+        Bucket* hi = Layout::allocate(high);
+        for (uint32_t p = 0; p < b->count; ++p)
+          transfer((hashOf(Node::keyOf(nodes[p])) & bit) != 0 ? hi : lo, b, p, owned);
+        retire(b, owned);
+        slots_[i] = lo;
+        slots_[i + bit] = hi;
+      }
+    } else {
+      const uint32_t half = static_cast<uint32_t>(buckets);
+      for (uint32_t i = 0; i < half; ++i) {
+        Bucket* a = old[i];
+        Bucket* b = old[i + half];
+        if (a == nullptr || b == nullptr) {
+          slots_[i] = a != nullptr ? a : b;
+          continue;
+        }
+        const bool ownedA = !hashMap2018Shared(a);
+        const bool ownedB = !hashMap2018Shared(b);
+        Bucket* m = Layout::allocate(a->count + b->count);
+        uint32_t pa = 0;
+        uint32_t pb = 0;
+        while (pa < a->count && pb < b->count) {
+          if (Glue::compareOrLruUnlink(nullptr, Layout::nodes(a) + pa, Layout::nodes(b)[pb]) == kKeyBefore)
+            transfer(m, a, pa++, ownedA);
+          else
+            transfer(m, b, pb++, ownedB);
+        }
+        while (pa < a->count) transfer(m, a, pa++, ownedA);
+        while (pb < b->count) transfer(m, b, pb++, ownedB);
+        retire(a, ownedA);
+        retire(b, ownedB);
+        slots_[i] = m;
+      }
+    }
+    Lumo::SlabAllocator::deallocate(old, tableBytes(oldCount));
+    ++layout_;
+  }
+
+  void shareFrom(const HashMap2018Engine& o) {
+    size_ = o.size_;
+    marked_ = o.marked_;
+    if (o.slots_ == nullptr) return;
+    allocateTable(o.bucketCount());
+    for (uint32_t i = 0; i <= mask_; ++i) {
+      if (Bucket* b = o.slots_[i]) {
+        hashMap2018RefInc(b);
+        slots_[i] = b;
+      }
+    }
+  }
+  void takeFrom(HashMap2018Engine& o) noexcept {
+    slots_ = o.slots_;
+    mask_ = o.mask_;
+    size_ = o.size_;
+    marked_ = o.marked_;
+    o.slots_ = nullptr;
+    o.mask_ = 0;
+    o.size_ = 0;
+    o.marked_ = 0;
+    ++o.layout_;  // the source's iterators are refused
+    o.changed();
+  }
+  void releaseAll() noexcept {
+    if (slots_ != nullptr) {
+      for (uint32_t i = 0; i <= mask_; ++i)
+        if (slots_[i] != nullptr) Glue::bktHdrRefDec(slots_[i]);
+      Lumo::SlabAllocator::deallocate(slots_, tableBytes(bucketCount()));
+    }
+    slots_ = nullptr;
+    mask_ = 0;
+    size_ = 0;
+    marked_ = 0;
+    ++layout_;
+  }
+
+  Bucket** slots_ = nullptr;
+  std::size_t size_ = 0;
+  uint32_t mask_ = 0;  // bucket count - 1, when there is a table
+  uint32_t seed_;
+  uint32_t version_ = 0;
+  uint32_t layout_ = 0;   // changes when buckets move between indices
+  uint32_t marked_ = 0;   // nodes carrying a deletion mark
+  mutable uint32_t liveIterators_ = 0;
+};
+
+}  // namespace Vem

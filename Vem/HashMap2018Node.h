@@ -1,0 +1,373 @@
+// Node types of the keyed collections and the generic glue the collection engine works through.
+//
+// The engine (Vem/HashMap2018.h) knows keys and values only through a policy: the key form (how a key
+// is hashed) and six glue operations on the node type (compare, place, shift, assemble, unreference a
+// bucket). The generic glue here serves every node type; a collection only names its node type.
+#pragma once
+
+#include <Lumo/Allocator.h>
+#include <Lumo/Ptr.h>
+#include <Lumo/String.h>
+#include <Lumo/ThreadControl.h>
+#include <Vem/Hash.h>
+#include <Vem/Value.h>
+
+#include <atomic>
+#include <cassert>
+#include <compare>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace Vem {
+
+// ---- Key forms: how the engine hashes a key -------------------------------------------------------
+
+struct KeyStringLegacy {};       // string, hashed by the engine without the collection's seed
+struct KeyString {};             // string, hashed with the collection's seed
+struct KeyU32 {};                // integer key of up to 32 bits
+struct KeyU64 {};                // integer key of up to 64 bits (or a type exposing its 64 bits)
+struct KeyU32IdHash {};          // small id: the id itself, cheaply mixed with the seed
+struct KeyAndRhashSeedArg {};    // composite key with `hash(uint32_t seed)`
+struct KeyAndRhashLegacy {};     // composite key with `hash()`, no seed
+struct KeyAndRhashNoSeedArg {};  // same as Legacy, kept apart for the generated code that names it
+
+// The integer a key holds, for keys hashed as integers. Integers are themselves; a platform type held
+// as one integer opts in by exposing `raw()` or by specialising KeyBits.
+template <class K>
+struct KeyBits {
+  static auto bits(const K& k) noexcept {
+    if constexpr (std::is_enum_v<K>)
+      return static_cast<std::make_unsigned_t<std::underlying_type_t<K>>>(k);
+    else if constexpr (std::is_integral_v<K>)
+      return static_cast<std::make_unsigned_t<K>>(k);
+    else
+      return k.raw();
+  }
+};
+template <class K>
+auto keyBits(const K& k) noexcept {
+  return KeyBits<K>::bits(k);
+}
+
+// hashSingleAttr of one 32- or 64-bit integer, written out flat so that it inlines whole into a
+// lookup: the same rounds the accumulator runs on 4 or 8 little-endian bytes (a test holds them equal).
+struct IntegerKeyHash {
+  static constexpr uint32_t scramble(uint32_t k) noexcept {
+    k *= 0xcc9e2d51u;
+    k = (k << 15) | (k >> 17);
+    return k * 0x1b873593u;
+  }
+  static constexpr uint32_t round(uint32_t h, uint32_t word) noexcept {
+    h ^= scramble(word);
+    h = (h << 13) | (h >> 19);
+    return h * 5 + 0xe6546b64u;
+  }
+  static constexpr uint32_t finish(uint32_t h, uint32_t length) noexcept {
+    h ^= length;
+    h ^= h >> 16;
+    h *= 0x85ebca6bu;
+    h ^= h >> 13;
+    h *= 0xc2b2ae35u;
+    return h ^ (h >> 16);
+  }
+  static constexpr uint32_t of32(uint32_t v, uint32_t seed) noexcept { return finish(round(seed, v), 4); }
+  static constexpr uint32_t of64(uint64_t v, uint32_t seed) noexcept {
+    return finish(round(round(seed, static_cast<uint32_t>(v)), static_cast<uint32_t>(v >> 32)), 8);
+  }
+};
+
+template <class Form>
+struct KeyFormHash;
+
+template <>
+struct KeyFormHash<KeyStringLegacy> {
+  static uint32_t hash(const Lumo::String& k, uint32_t) noexcept { return hashSingleAttr(k, 0u); }
+};
+template <>
+struct KeyFormHash<KeyString> {
+  static uint32_t hash(const Lumo::String& k, uint32_t seed) noexcept { return hashSingleAttr(k, seed); }
+};
+template <>
+struct KeyFormHash<KeyU32> {
+  template <class K>
+  static uint32_t hash(const K& k, uint32_t seed) noexcept {
+    return IntegerKeyHash::of32(static_cast<uint32_t>(keyBits(k)), seed);
+  }
+};
+template <>
+struct KeyFormHash<KeyU64> {
+  template <class K>
+  static uint32_t hash(const K& k, uint32_t seed) noexcept {
+    return IntegerKeyHash::of64(static_cast<uint64_t>(keyBits(k)), seed);
+  }
+};
+template <>
+struct KeyFormHash<KeyU32IdHash> {
+  template <class K>
+  static uint32_t hash(const K& k, uint32_t seed) noexcept {
+    // Ids are dense and mostly small: one multiply spreads them, the fold brings high bits down to the
+    // bucket-selecting low ones.
+    uint32_t h = (static_cast<uint32_t>(keyBits(k)) ^ seed) * 0x9e3779b1u;
+    return h ^ (h >> 15);
+  }
+};
+template <>
+struct KeyFormHash<KeyAndRhashSeedArg> {
+  template <class K>
+  static uint32_t hash(const K& k, uint32_t seed) noexcept {
+    return k.hash(seed);
+  }
+};
+template <>
+struct KeyFormHash<KeyAndRhashLegacy> {
+  template <class K>
+  static uint32_t hash(const K& k, uint32_t) noexcept {
+    return k.hash();
+  }
+};
+template <>
+struct KeyFormHash<KeyAndRhashNoSeedArg> : KeyFormHash<KeyAndRhashLegacy> {};
+
+// ---- Key order inside a bucket ---------------------------------------------------------------------
+
+// Strings by unsigned bytes, integers unsigned, other keys by their value ordering.
+template <class K>
+struct KeyOrder {
+  static bool equal(const K& a, const K& b) noexcept { return a == b; }
+  static std::strong_ordering compare(const K& a, const K& b) noexcept {
+    if constexpr (std::is_integral_v<K> || std::is_enum_v<K>)
+      return keyBits(a) <=> keyBits(b);
+    else
+      return ValueTraits<K>::compare(a, b);
+  }
+};
+
+// ---- Relocation --------------------------------------------------------------------------------
+
+// True when moving an object to another address is a byte copy, with nothing to destroy at the old
+// one. Lumo's handles are a single owning pointer, so they qualify; other types specialise this.
+template <class T>
+inline constexpr bool relocatableByBytes = std::is_trivially_copyable_v<T>;
+template <>
+inline constexpr bool relocatableByBytes<Lumo::String> = true;
+template <class T>
+inline constexpr bool relocatableByBytes<Lumo::Ptr<T>> = true;
+
+// ---- Buckets -----------------------------------------------------------------------------------
+
+// A bucket: this header, `capacity` node slots (the first `count` hold nodes sorted by key), then one
+// byte per slot for the engine (deletion mark and hash tag). Shared by copies of a map and by iterators; written only when its
+// reference count is one.
+struct HashMap2018BucketHeader {
+  uint32_t refCount;
+  uint32_t count;
+  uint32_t capacity;
+  uint32_t marked;  // how many of the marks are set
+};
+
+template <class Node>
+struct HashMap2018BucketLayout {
+  static_assert(alignof(Node) <= Lumo::SlabPool::kGranule, "Vem/HashMap2018: node alignment above 8");
+  static constexpr std::size_t nodeOffset =
+      (sizeof(HashMap2018BucketHeader) + alignof(Node) - 1) & ~(alignof(Node) - 1);
+  static std::size_t bytes(uint32_t capacity) noexcept { return nodeOffset + capacity * (sizeof(Node) + 1); }
+  static Node* nodes(HashMap2018BucketHeader* b) noexcept {
+    return reinterpret_cast<Node*>(reinterpret_cast<unsigned char*>(b) + nodeOffset);
+  }
+  static const Node* nodes(const HashMap2018BucketHeader* b) noexcept {
+    return reinterpret_cast<const Node*>(reinterpret_cast<const unsigned char*>(b) + nodeOffset);
+  }
+  static uint8_t* marks(HashMap2018BucketHeader* b) noexcept {
+    return reinterpret_cast<uint8_t*>(nodes(b) + b->capacity);
+  }
+  static const uint8_t* marks(const HashMap2018BucketHeader* b) noexcept {
+    return reinterpret_cast<const uint8_t*>(nodes(b) + b->capacity);
+  }
+  // A bucket with no nodes yet, one reference, marks clear.
+  static HashMap2018BucketHeader* allocate(uint32_t capacity) {
+    auto* b = static_cast<HashMap2018BucketHeader*>(Lumo::SlabAllocator::allocate(bytes(capacity)));
+    b->refCount = 1;
+    b->count = 0;
+    b->capacity = capacity;
+    b->marked = 0;
+    std::memset(marks(b), 0, capacity);
+    return b;
+  }
+  static void free(HashMap2018BucketHeader* b) noexcept { Lumo::SlabAllocator::deallocate(b, bytes(b->capacity)); }
+};
+
+inline void hashMap2018RefInc(HashMap2018BucketHeader* b) noexcept {
+  if (Lumo::ThreadControl::tsp_)
+    std::atomic_ref<uint32_t>(b->refCount).fetch_add(1, std::memory_order_relaxed);
+  else
+    ++b->refCount;
+}
+// True when that was the last reference.
+inline bool hashMap2018RefDrop(HashMap2018BucketHeader* b) noexcept {
+  if (Lumo::ThreadControl::tsp_)
+    return std::atomic_ref<uint32_t>(b->refCount).fetch_sub(1, std::memory_order_acq_rel) == 1;
+  return --b->refCount == 0;
+}
+inline bool hashMap2018Shared(const HashMap2018BucketHeader* b) noexcept {
+  if (Lumo::ThreadControl::tsp_)
+    return std::atomic_ref<const uint32_t>(b->refCount).load(std::memory_order_acquire) != 1;
+  return b->refCount != 1;
+}
+
+// A run of existing nodes to build a new bucket from: moved (and their slots left raw) when `owned`,
+// copied otherwise.
+template <class Node>
+struct HashMap2018NodeRun {
+  Node* first;
+  uint32_t count;
+  bool owned;
+};
+
+// Results of compareOrLruUnlink.
+enum : int { kKeyEqual = 0, kKeyBefore = 1, kKeyAfter = 2 };
+
+// ---- The six glue operations, generic over the node type ------------------------------------------
+
+// A node type provides `using Key`, `using KeyForm`, `static constexpr uint32_t seedConstant` and
+// `static const Key& keyOf(const Node&)`.
+template <class Node>
+struct HashMap2018Glue {
+  using Key = typename Node::Key;
+  using Layout = HashMap2018BucketLayout<Node>;
+  static constexpr bool byBytes = relocatableByBytes<Node>;
+
+  static bool keyEqualsNode(const Key& key, const Node& node) noexcept {
+    return KeyOrder<Key>::equal(key, Node::keyOf(node));
+  }
+
+  static void place(Node* destination, Node& source, bool move) {
+    if (move)
+      ::new (static_cast<void*>(destination)) Node(std::move(source));
+    else
+      ::new (static_cast<void*>(destination)) Node(std::as_const(source));
+  }
+
+  // delta +1: opens the slot at `position` among `count` nodes (room for one more is there) and moves
+  // `node` into it; `node` is consumed (left destroyed). delta < 0: destroys -delta nodes at
+  // `position` and closes the gap; `node` is unused.
+  static void shift(Node* slots, Node* node, uint32_t count, uint32_t position, int delta) {
+    assert(position <= count && "Vem/HashMap2018: shift position past the nodes");
+    if (delta > 0) {
+      assert(delta == 1 && "Vem/HashMap2018: shift opens one slot at a time");
+      if constexpr (byBytes) {
+        std::memmove(static_cast<void*>(slots + position + 1), static_cast<const void*>(slots + position),
+                     (count - position) * sizeof(Node));
+        std::memcpy(static_cast<void*>(slots + position), static_cast<const void*>(node), sizeof(Node));
+      } else {
+        if (position == count) {
+          ::new (static_cast<void*>(slots + count)) Node(std::move(*node));
+        } else {
+          ::new (static_cast<void*>(slots + count)) Node(std::move(slots[count - 1]));
+          for (uint32_t i = count - 1; i > position; --i) slots[i] = std::move(slots[i - 1]);
+          slots[position] = std::move(*node);
+        }
+        node->~Node();
+      }
+      return;
+    }
+    const uint32_t gap = static_cast<uint32_t>(-delta);
+    assert(position + gap <= count && "Vem/HashMap2018: shift closes more slots than there are");
+    if constexpr (byBytes) {
+      std::destroy(slots + position, slots + position + gap);
+      std::memmove(static_cast<void*>(slots + position), static_cast<const void*>(slots + position + gap),
+                   (count - position - gap) * sizeof(Node));
+    } else {
+      for (uint32_t i = position; i + gap < count; ++i) slots[i] = std::move(slots[i + gap]);
+      std::destroy(slots + count - gap, slots + count);
+    }
+  }
+
+  // Builds `count` nodes at `destination` from the runs, in order. Owned runs are relocated (their
+  // slots are left raw); shared runs are copied. On a throwing copy, what was built is destroyed.
+  static void newBucketAssemble(uint32_t count, Node* destination, const HashMap2018NodeRun<Node>* runs) {
+    uint32_t built = 0;
+    try {
+      for (; built < count; ++runs) {
+        const HashMap2018NodeRun<Node>& run = *runs;
+        assert(built + run.count <= count && "Vem/HashMap2018: runs exceed the bucket");
+        if (run.owned) {
+          if constexpr (byBytes) {
+            std::memcpy(static_cast<void*>(destination + built), static_cast<const void*>(run.first),
+                        run.count * sizeof(Node));
+          } else {
+            for (uint32_t i = 0; i < run.count; ++i) {
+              place(destination + built + i, run.first[i], true);
+              run.first[i].~Node();
+            }
+          }
+          built += run.count;
+        } else {
+          for (uint32_t i = 0; i < run.count; ++i, ++built) place(destination + built, run.first[i], false);
+        }
+      }
+    } catch (...) {
+      std::destroy(destination, destination + built);
+      throw;
+    }
+  }
+
+  // Compares the node (when given) or else the key with `other`'s key.
+  static int compareOrLruUnlink(const Key* key, const Node* node, const Node& other) noexcept {
+    const Key& operand = node != nullptr ? Node::keyOf(*node) : *key;
+    const std::strong_ordering c = KeyOrder<Key>::compare(operand, Node::keyOf(other));
+    return c == 0 ? kKeyEqual : c < 0 ? kKeyBefore : kKeyAfter;
+  }
+
+  static void bktHdrRefDec(HashMap2018BucketHeader* bucket) noexcept {
+    if (!hashMap2018RefDrop(bucket)) return;
+    std::destroy(Layout::nodes(bucket), Layout::nodes(bucket) + bucket->count);
+    Layout::free(bucket);
+  }
+};
+
+// ---- Node types ----------------------------------------------------------------------------------
+
+// Key and value.
+template <class K, class V, class Form, uint32_t SeedConstant>
+struct HashMap2018Node {
+  using Key = K;
+  using Value = V;
+  using KeyForm = Form;
+  static constexpr uint32_t seedConstant = SeedConstant;
+  static const Key& keyOf(const HashMap2018Node& n) noexcept { return n.key; }
+  static const Value& valueOf(const HashMap2018Node& n) noexcept { return n.value; }
+  static Value& valueOf(HashMap2018Node& n) noexcept { return n.value; }
+
+  Key key;
+  Value value;
+};
+
+// Key only: the nodes of a set, whose values are all `true`.
+template <class K, class Form, uint32_t SeedConstant>
+struct HashMap2018SetNode {
+  using Key = K;
+  using Value = bool;
+  using KeyForm = Form;
+  static constexpr uint32_t seedConstant = SeedConstant;
+  static constexpr bool keysOnly = true;
+  static const Key& keyOf(const HashMap2018SetNode& n) noexcept { return n.key; }
+  static const bool& valueOf(const HashMap2018SetNode&) noexcept {
+    static constexpr bool present = true;
+    return present;
+  }
+
+  Key key;
+};
+
+template <class K, class V, class F, uint32_t S>
+inline constexpr bool relocatableByBytes<HashMap2018Node<K, V, F, S>> = relocatableByBytes<K> && relocatableByBytes<V>;
+template <class K, class F, uint32_t S>
+inline constexpr bool relocatableByBytes<HashMap2018SetNode<K, F, S>> = relocatableByBytes<K>;
+
+}  // namespace Vem

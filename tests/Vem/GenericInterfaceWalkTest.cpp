@@ -1,0 +1,211 @@
+// Every registered type and every member, reached only through the registry and the generic entry
+// points, as a tool that knows no module's headers would: values are built, printed, parsed, compared and
+// read member by member; entities are created by name, their attributes set and read, their collections
+// filled, walked and emptied. New modules are covered as soon as they are linked into the library.
+#include <Vem/GenericIfOps.h>
+#include <Vem/Reflect.h>
+#include <Vem/Registry.h>
+
+#include <Lumo/Descriptors.h>
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <set>
+#include <string>
+
+namespace {
+
+using Vem::AnyValue;
+using Vem::GenericEntity;
+using Vem::MemberRecord;
+using Vem::TypeHandle;
+using Vem::VemType;
+
+void loadLibrary() {
+  static void* lib = dlopen(ORVTYPES_LIBRARY, RTLD_NOW | RTLD_GLOBAL);
+  ASSERT_NE(lib, nullptr) << dlerror();
+}
+
+template <class Fn>
+void forEachType(Fn&& fn) {
+  for (std::size_t i = 0; i < Vem::Registry::moduleCount(); ++i) {
+    const Vem::VemModule* d = Vem::Registry::module(i).descriptor;
+    for (uint16_t t = 0; t < d->typeCount; ++t) fn(VemType(d, t));
+  }
+}
+
+// A value of the type that differs from its default where the type lets us say one generically.
+AnyValue sample(const TypeHandle& t) {
+  std::string_view n = t.name();
+  if (n == "bool") return AnyValue(t, "true");
+  if (n == "U8" || n == "U16" || n == "U32" || n == "U64" || n == "S32") return AnyValue(t, "7");
+  if (n == "Vem::String") return AnyValue(t, "\"sample, with \\\"quotes\\\"\"");
+  if (n == "Vem::Seconds") return AnyValue(t, "1.5");
+  if (t.type().valid() && t.type().isEnumeration()) {
+    auto members = t.type().members();
+    return AnyValue(t, t.type().memberName(members.back()));
+  }
+  return AnyValue(t);
+}
+
+bool equalThroughInterface(const AnyValue& a, const AnyValue& b) {
+  if (!a.type().type().valid()) return a.text() == b.text();
+  bool eq = false;
+  int rc = a.type().type().impl().attributeOp(&eq, const_cast<void*>(a.data()), nullptr, Vem::OpCode::equal, b.data(), nullptr);
+  EXPECT_EQ(rc, 0);
+  return eq;
+}
+
+TEST(GenericInterfaceWalk, EveryValueTypeBuildsPrintsParsesComparesAndReadsItsMembers) {
+  loadLibrary();
+  int types = 0, members = 0;
+  forEachType([&](VemType t) {
+    if (t.isEntity()) return;
+    SCOPED_TRACE(std::string(t.name()));
+    ++types;
+    ASSERT_NE(t.impl().methods, nullptr);
+    ASSERT_NE(t.impl().attributeOp, nullptr);
+    TypeHandle h(t);
+    AnyValue def(h);
+    Lumo::String text = def.text();
+    AnyValue back(h, text.view());
+    EXPECT_EQ(back.text(), text);
+    EXPECT_TRUE(equalThroughInterface(def, back));
+    bool truth = true, less = true;
+    EXPECT_EQ(t.impl().attributeOp(&truth, def.data(), nullptr, Vem::OpCode::truth, nullptr, nullptr), 0);
+    EXPECT_FALSE(truth) << "a default value is false";
+    EXPECT_EQ(t.impl().attributeOp(&less, def.data(), nullptr, Vem::OpCode::less, back.data(), nullptr), 0);
+    EXPECT_FALSE(less) << "equal values are not less in either order";
+    EXPECT_EQ(t.impl().attributeOp(&less, def.data(), nullptr, 99, nullptr, nullptr), 1);
+    AnyValue other = sample(h);
+    if (Vem::GenericIfImpl::valueMethods(t)->hash) {
+      EXPECT_EQ(def.hash(), back.hash());
+    } else {
+      EXPECT_THROW(def.hash(), Vem::ReflectError);
+    }
+    // Every readable member reads through code 0; any other code does not apply.
+    for (const MemberRecord& m : t.members()) {
+      auto field = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(&m - t.module()->members));
+      bool readable = (m.flagsA & Vem::MemberFlagsA::readable) && !(m.flagsA & 0x00ff);
+      if (!readable || t.isEnumeration()) continue;
+      ++members;
+      TypeHandle mt = TypeHandle::ofReference(t, m.type);
+      ASSERT_TRUE(mt.valid()) << t.memberName(m);
+      AnyValue out(mt);
+      EXPECT_EQ(t.impl().attributeOp(out.data(), def.data(), &field, Vem::OpCode::get, nullptr, nullptr), 0) << t.memberName(m);
+      EXPECT_EQ(t.impl().attributeOp(out.data(), def.data(), &field, Vem::OpCode::set, nullptr, nullptr), 1) << t.memberName(m);
+    }
+  });
+  EXPECT_GT(types, 0);
+  EXPECT_GT(members, 0);
+}
+
+void walkEntity(GenericEntity& e, int depth, int& attributes) {
+  VemType t = e.type();
+  SCOPED_TRACE(std::string(t.name()));
+  for (const MemberRecord& m : t.members()) {
+    std::string name(t.memberName(m));
+    SCOPED_TRACE(name);
+    if (m.attributeId == 154) continue;
+    ++attributes;
+    uint16_t a = m.flagsA;
+    if (a == 0xdc00) {
+      AnyValue v = sample(e.valueType(m));
+      e.set(name, v);
+      EXPECT_TRUE(equalThroughInterface(e.get(name), v));
+    } else if (a == 0xdc01 || a == 0xdd21) {
+      AnyValue key = sample(e.keyType(m));
+      uint32_t version = e.version(name);
+      if (a == 0xdd21) {
+        e.create(name, key);
+      } else if (m.flagsB & Vem::MemberFlagsB::set) {
+        e.create(name, key);
+      } else {
+        e.set(name, key, sample(e.valueType(m)));
+      }
+      EXPECT_EQ(e.count(name), 1u);
+      EXPECT_TRUE(e.contains(name, key));
+      EXPECT_NE(e.version(name), version);
+      int seen = 0;
+      e.forEach(name, [&](const AnyValue& k, const AnyValue&) {
+        ++seen;
+        EXPECT_EQ(k.text(), key.text());
+      });
+      EXPECT_EQ(seen, 1);
+      AnyValue found = e.lookup(name, key);
+      if (a == 0xdd21) {
+        auto child = found.as<Lumo::Ptr<Vem::Entity>>();
+        ASSERT_TRUE(child);
+        EXPECT_EQ(child->parent(), e.entity().get());
+        if (depth < 3) {
+          GenericEntity c(child);
+          walkEntity(c, depth + 1, attributes);
+        }
+      }
+      version = e.version(name);
+      e.del(name, key);
+      EXPECT_EQ(e.count(name), 0u);
+      EXPECT_FALSE(e.contains(name, key));
+      EXPECT_NE(e.version(name), version);
+    }
+  }
+}
+
+TEST(GenericInterfaceWalk, EveryConstructibleEntityTypeIsBuiltByNameAndEveryAttributeWorks) {
+  loadLibrary();
+  int entities = 0, attributes = 0;
+  forEachType([&](VemType t) {
+    if (!t.isEntity() || t.impl().constructFromCtorArgs == nullptr) return;
+    ++entities;
+    GenericEntity e = GenericEntity::create(t.name(), Lumo::String("walked"));
+    EXPECT_EQ(e.type(), t);
+    EXPECT_EQ(e.name(), "walked");
+    walkEntity(e, 0, attributes);
+  });
+  EXPECT_GT(entities, 0);
+  EXPECT_GT(attributes, 0);
+}
+
+TEST(GenericInterfaceWalk, ResultCodesForWrongMembersAndOperations) {
+  loadLibrary();
+  GenericEntity dir = GenericEntity::create("Orv::PortGroupDir", Lumo::String("d"));
+  VemType t = dir.type();
+  // A member of another type is no member of this one.
+  VemType list = Vem::Registry::typeByName("Orv::PortList").value();
+  const MemberRecord* ports = list.memberByName("ports");
+  auto foreign = Lumo::FieldDescriptor::of(list.module()->members, static_cast<uint16_t>(ports - list.module()->members));
+  uint32_t n = 0;
+  EXPECT_EQ(t.impl().attributeOp(&n, dir.entity().get(), &foreign, Vem::OpCode::count, nullptr, nullptr), 2);
+  // nameString answers only code 10; scalars do not count; collections refuse codes above 5.
+  const MemberRecord* nameString = t.memberById(154);
+  auto nameField = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(nameString - t.module()->members));
+  Lumo::String s;
+  EXPECT_EQ(t.impl().attributeOp(&s, dir.entity().get(), &nameField, Vem::OpCode::get, nullptr, nullptr), 1);
+  EXPECT_THROW(dir.count("generateActivePortsList"), Vem::ReflectError);
+  const MemberRecord* groups = t.memberByName("portGroup");
+  auto groupField = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(groups - t.module()->members));
+  EXPECT_EQ(t.impl().attributeOp(&n, dir.entity().get(), &groupField, Vem::OpCode::truth, nullptr, nullptr), 1);
+  EXPECT_THROW(GenericEntity::create("Orv::PortList", Lumo::String("x")), Vem::EntityError);
+  EXPECT_THROW(GenericEntity::create("Orv::NoSuchType", Lumo::String("x")), Vem::ReflectError);
+}
+
+TEST(GenericInterfaceWalk, IteratorStartsAtTheStartKeyOrWhereTheEngineWouldPlaceIt) {
+  loadLibrary();
+  GenericEntity config = GenericEntity::create("Orv::PortGroupConfig", Lumo::String("c"));
+  TypeHandle str = TypeHandle::byName("Vem::String");
+  for (const char* k : {"a", "b", "c", "d"}) config.set("config", AnyValue(str, std::string("\"") + k + "\""), AnyValue(str, "\"v\""));
+  std::set<std::string> all, fromB;
+  config.forEach("config", [&](const AnyValue& k, const AnyValue&) { all.insert(k.text().stdString()); });
+  EXPECT_EQ(all.size(), 4u);
+  AnyValue start(str, "\"b\"");
+  int visited = 0;
+  config.forEach("config", [&](const AnyValue&, const AnyValue&) { ++visited; }, &start);
+  EXPECT_GE(visited, 1);
+  EXPECT_LE(visited, 4);
+  // Deleting through the interface runs the generated deletion: it returns the removed value.
+  EXPECT_EQ(config.del("config", start).text(), "\"v\"");
+  EXPECT_EQ(config.del("config", start).text(), "\"\"");
+}
+
+}  // namespace

@@ -1,0 +1,365 @@
+// HashMap2018 behaviour the randomised model does not single out: copy-on-write sharing, iterator
+// refusal after a resize, the glue operations, key forms and internal-key nodes.
+#include <Vem/HashMap2018.h>
+#include <Vem/HashMap2018NodeInternalKey.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Counted {
+  static inline long live = 0;
+  static inline long copies = 0;
+  int v = 0;
+  Counted() noexcept { ++live; }
+  Counted(int x) noexcept : v(x) { ++live; }
+  Counted(const Counted& o) noexcept : v(o.v) { ++live, ++copies; }
+  Counted(Counted&& o) noexcept : v(o.v) { ++live; }
+  Counted& operator=(const Counted&) noexcept = default;
+  Counted& operator=(Counted&&) noexcept = default;
+  ~Counted() { --live; }
+  friend bool operator==(const Counted& a, const Counted& b) noexcept { return a.v == b.v; }
+};
+
+using IntNode = Vem::HashMap2018Node<uint32_t, Counted, Vem::KeyU32, 0x10u>;
+using Map = Vem::HashMap2018<IntNode>;
+
+TEST(HashMap2018, CopySharesBucketsUntilWritten) {
+  {
+    Map a;
+    for (uint32_t i = 0; i < 1000; ++i) a.set(i, Counted(int(i)));
+    const long liveBefore = Counted::live;
+    Counted::copies = 0;
+    Map b = a;
+    EXPECT_EQ(Counted::copies, 0) << "a copy shares nodes";
+    EXPECT_EQ(Counted::live, liveBefore);
+
+    b.set(5, Counted(-5));  // copies only the bucket holding 5
+    EXPECT_GT(Counted::copies, 0);
+    EXPECT_LT(Counted::copies, 20);
+    EXPECT_EQ(a.find(5)->v, 5);
+    EXPECT_EQ(b.find(5)->v, -5);
+    a.erase(6);
+    EXPECT_TRUE(b.contains(6));
+    EXPECT_FALSE(a.contains(6));
+    b.clear();
+    EXPECT_EQ(a.size(), 999u);
+    EXPECT_EQ(a.find(999)->v, 999);
+  }
+  EXPECT_EQ(Counted::live, 0);
+}
+
+TEST(HashMap2018, MovedFromMapIsEmptyAndRefusesItsIterators) {
+  Map a;
+  for (uint32_t i = 0; i < 50; ++i) a.set(i, Counted(1));
+  {
+    auto it = a.begin();
+    Map b = std::move(a);
+    EXPECT_EQ(b.size(), 50u);
+    EXPECT_TRUE(a.empty());
+    EXPECT_THROW(it.next(), Vem::IteratorInvalidated);
+  }
+  a.set(1, Counted(2));
+  EXPECT_EQ(a.find(1)->v, 2);
+}
+
+TEST(HashMap2018, IteratorRefusedAfterResizeWithClearMessage) {
+  Map m;
+  m.set(1, Counted(1));
+  auto it = m.begin();
+  // Growth waits while an iterator is live, then happens anyway.
+  uint32_t k = 2;
+  const std::size_t buckets = m.bucketCount();
+  while (m.bucketCount() == buckets) m.set(k++, Counted(0));
+  EXPECT_GT(k, 8 * buckets) << "growth was not held back by the live iterator";
+  try {
+    it.next();
+    FAIL() << "expected IteratorInvalidated";
+  } catch (const Vem::IteratorInvalidated& e) {
+    EXPECT_NE(std::string(e.what()).find("Vem/HashMap2018"), std::string::npos);
+  }
+  // The refused iterator still reads the node it was on.
+  EXPECT_EQ(it.key(), 1u);
+}
+
+TEST(HashMap2018, EraseEveryEntryWhileIterating) {
+  Map m;
+  for (uint32_t i = 0; i < 2000; ++i) m.set(i, Counted(int(i)));
+  std::vector<bool> seen(2000);
+  for (auto it = m.begin(); it.valid(); it.next()) {
+    ASSERT_FALSE(seen[it.key()]);
+    seen[it.key()] = true;
+    Counted out;
+    ASSERT_TRUE(m.erase(it.key(), &out));
+    EXPECT_EQ(out.v, int(it.key()));
+  }
+  EXPECT_TRUE(m.empty());
+  for (bool s : seen) EXPECT_TRUE(s);
+}
+
+TEST(HashMap2018, LowerBoundStartsAtTheKeyOrItsSuccessor) {
+  Map m;
+  for (uint32_t i = 0; i < 300; i += 3) m.set(i, Counted(int(i)));
+  auto at = m.lowerBound(30);
+  ASSERT_TRUE(at.valid());
+  EXPECT_EQ(at.key(), 30u);
+  EXPECT_EQ(at.value().v, 30);
+  // An absent key: the walk from there plus the walk up to there cover the map once.
+  std::vector<uint32_t> order;
+  for (auto it = m.begin(); it.valid(); it.next()) order.push_back(it.key());
+  auto from = m.lowerBound(31);
+  std::size_t n = 0;
+  for (; from.valid(); from.next()) ++n;
+  EXPECT_LT(n, order.size());
+  EXPECT_TRUE(!Map().lowerBound(1).valid());
+}
+
+TEST(HashMap2018, ValueReadThroughIteratorFollowsChanges) {
+  Map m;
+  m.set(7, Counted(1));
+  auto it = m.begin();
+  m.set(7, Counted(2));
+  EXPECT_EQ(it.value().v, 2);
+  m.erase(7);
+  EXPECT_EQ(it.key(), 7u);  // still readable after its entry left
+  it.next();
+  EXPECT_FALSE(it.valid());
+}
+
+TEST(HashMap2018, SetResultsVersionsAndMarks) {
+  Map m;
+  const uint32_t v0 = m.version();
+  EXPECT_EQ(m.set(1, Counted(1)), Vem::SetResult::inserted);
+  const uint32_t v1 = m.version();
+  EXPECT_NE(v1, v0);
+  m.markAllForDeletion();
+  EXPECT_EQ(m.version(), v1);
+  EXPECT_TRUE(m.isMarked(1));
+  EXPECT_EQ(m.set(1, Counted(1)), Vem::SetResult::unchanged);  // same value: still unmarks
+  EXPECT_FALSE(m.isMarked(1));
+  EXPECT_EQ(m.version(), v1);
+  Counted old;
+  EXPECT_EQ(m.set(1, Counted(9), &old), Vem::SetResult::replaced);
+  EXPECT_EQ(old.v, 1);
+  EXPECT_NE(m.version(), v1);
+  m.clear();
+  const uint32_t v2 = m.version();
+  m.clear();
+  EXPECT_EQ(m.version(), v2) << "clearing an empty map is no change";
+  EXPECT_FALSE(m.erase(1));
+  EXPECT_EQ(m.version(), v2);
+}
+
+TEST(HashMap2018, VersionWrapsAt23Bits) {
+  Map m;
+  m.set(1, Counted(0));
+  const uint32_t start = m.version();
+  for (int i = 1; i < (1 << 23); ++i) {
+    m.set(1, Counted(i & 1));
+    ASSERT_LT(m.version(), 1u << 23);
+  }
+  EXPECT_NE(m.version(), start);
+  m.set(1, Counted(2));
+  EXPECT_EQ(m.version(), start) << "2^23 changes bring the version round";
+}
+
+TEST(HashMap2018, MarksOnSharedBucketsStayWithTheirMap) {
+  Map a;
+  for (uint32_t i = 0; i < 100; ++i) a.set(i, Counted(int(i)));
+  Map b = a;
+  a.markAllForDeletion();
+  EXPECT_FALSE(b.isMarked(3));
+  a.unmark(3);
+  std::vector<uint32_t> gone;
+  a.eraseMarked([&](uint32_t k, const Counted& v) {
+    EXPECT_EQ(v.v, int(k));
+    gone.push_back(k);
+  });
+  EXPECT_EQ(gone.size(), 99u);
+  EXPECT_EQ(a.size(), 1u);
+  EXPECT_TRUE(a.contains(3));
+  EXPECT_EQ(b.size(), 100u);
+}
+
+// ---- glue operations ----
+
+using StrNode = Vem::HashMap2018Node<Lumo::String, Counted, Vem::KeyString, 0u>;
+using Glue = Vem::HashMap2018Glue<StrNode>;
+
+TEST(HashMap2018Glue, CompareOrdersStringsByBytesAndIntegersUnsigned) {
+  StrNode a{"ab", 0}, b{"ab\xff", 0}, c{"b", 0};
+  EXPECT_EQ(Glue::compareOrLruUnlink(nullptr, &a, b), Vem::kKeyBefore);
+  EXPECT_EQ(Glue::compareOrLruUnlink(nullptr, &c, b), Vem::kKeyAfter);
+  const Lumo::String key("ab");
+  EXPECT_EQ(Glue::compareOrLruUnlink(&key, nullptr, a), Vem::kKeyEqual);
+  EXPECT_TRUE(Glue::keyEqualsNode(key, a));
+
+  using SignedNode = Vem::HashMap2018Node<int32_t, int, Vem::KeyU32, 0u>;
+  SignedNode minus{-1, 0}, one{1, 0};
+  EXPECT_EQ(Vem::HashMap2018Glue<SignedNode>::compareOrLruUnlink(nullptr, &one, minus), Vem::kKeyBefore);
+}
+
+TEST(HashMap2018Glue, ShiftOpensAndClosesSlots) {
+  alignas(StrNode) unsigned char raw[sizeof(StrNode) * 4];
+  auto* slots = reinterpret_cast<StrNode*>(raw);
+  new (slots + 0) StrNode{"a", 1};
+  new (slots + 1) StrNode{"c", 3};
+  alignas(StrNode) unsigned char one[sizeof(StrNode)];
+  auto* b = new (one) StrNode{"b", 2};
+  const long live = Counted::live;
+  Glue::shift(slots, b, 2, 1, 1);  // consumes b: three nodes in all still
+  EXPECT_EQ(Counted::live, live);
+  EXPECT_EQ(slots[1].key, "b");
+  EXPECT_EQ(slots[2].key, "c");
+  EXPECT_EQ(slots[2].value.v, 3);
+  Glue::shift(slots, nullptr, 3, 0, -2);
+  EXPECT_EQ(slots[0].key, "c");
+  EXPECT_EQ(Counted::live, live - 2);
+  slots[0].~StrNode();
+}
+
+TEST(HashMap2018Glue, AssembleCopiesSharedRunsAndMovesOwnedOnes) {
+  alignas(StrNode) unsigned char src[sizeof(StrNode) * 2];
+  alignas(StrNode) unsigned char dst[sizeof(StrNode) * 3];
+  auto* s = reinterpret_cast<StrNode*>(src);
+  auto* d = reinterpret_cast<StrNode*>(dst);
+  new (s + 0) StrNode{"a", 1};
+  new (s + 1) StrNode{"b", 2};
+  StrNode shared{"c", 3};
+  const Vem::HashMap2018NodeRun<StrNode> runs[2] = {{s, 2, true}, {&shared, 1, false}};
+  Counted::copies = 0;
+  Glue::newBucketAssemble(3, d, runs);
+  EXPECT_EQ(Counted::copies, 1);
+  EXPECT_EQ(d[0].key, "a");
+  EXPECT_EQ(d[2].key, "c");
+  EXPECT_EQ(shared.key, "c");  // copied from, untouched
+  std::destroy(d, d + 3);
+}
+
+TEST(HashMap2018Glue, LastReferenceDestroysTheBucket) {
+  using Layout = Vem::HashMap2018BucketLayout<StrNode>;
+  const long live = Counted::live;
+  auto* b = Layout::allocate(2);
+  new (Layout::nodes(b)) StrNode{"x", 1};
+  b->count = 1;
+  Vem::hashMap2018RefInc(b);
+  Glue::bktHdrRefDec(b);
+  EXPECT_EQ(Counted::live, live + 1);
+  Glue::bktHdrRefDec(b);
+  EXPECT_EQ(Counted::live, live);
+}
+
+// ---- key forms and node kinds ----
+
+// A platform key held as one 64-bit number opts into integer hashing through raw().
+class PortId {
+ public:
+  explicit PortId(uint64_t r) : raw_(r) {}
+  uint64_t raw() const noexcept { return raw_; }
+  friend bool operator==(PortId a, PortId b) noexcept { return a.raw_ == b.raw_; }
+  friend std::strong_ordering operator<=>(PortId a, PortId b) noexcept { return a.raw_ <=> b.raw_; }
+
+ private:
+  uint64_t raw_;
+};
+
+struct Pair {
+  uint32_t a, b;
+  uint32_t hash(uint32_t seed) const noexcept { return Vem::hashSingleAttr(uint64_t(a) << 32 | b, seed); }
+  uint32_t hash() const noexcept { return hash(0); }
+  friend bool operator==(const Pair&, const Pair&) = default;
+  friend std::strong_ordering operator<=>(const Pair&, const Pair&) = default;
+};
+
+template <class Node, class MakeKey>
+void expectWorksAsMap(MakeKey make) {
+  Vem::HashMap2018<Node> m;
+  for (uint32_t i = 0; i < 500; ++i) m.set(make(i), int(i));
+  for (uint32_t i = 0; i < 500; ++i) {
+    ASSERT_NE(m.find(make(i)), nullptr);
+    EXPECT_EQ(*m.find(make(i)), int(i));
+  }
+  EXPECT_EQ(m.find(make(1000)), nullptr);
+}
+
+TEST(HashMap2018, EveryKeyFormFindsItsKeys) {
+  expectWorksAsMap<Vem::HashMap2018Node<PortId, int, Vem::KeyU64, 1u>>([](uint32_t i) { return PortId(uint64_t(i) << 40); });
+  expectWorksAsMap<Vem::HashMap2018Node<uint32_t, int, Vem::KeyU32IdHash, 1u>>([](uint32_t i) { return i; });
+  expectWorksAsMap<Vem::HashMap2018Node<Pair, int, Vem::KeyAndRhashSeedArg, 1u>>([](uint32_t i) { return Pair{i, i * 7}; });
+  expectWorksAsMap<Vem::HashMap2018Node<Pair, int, Vem::KeyAndRhashLegacy, 1u>>([](uint32_t i) { return Pair{i, 1}; });
+  expectWorksAsMap<Vem::HashMap2018Node<Pair, int, Vem::KeyAndRhashNoSeedArg, 1u>>([](uint32_t i) { return Pair{1, i}; });
+  expectWorksAsMap<Vem::HashMap2018Node<Lumo::String, int, Vem::KeyStringLegacy, 1u>>(
+      [](uint32_t i) { return Lumo::String(std::to_string(i)); });
+}
+
+TEST(HashMap2018, SeededFormsDependOnTheSeedConstantLegacyDoesNot) {
+  const Lumo::String k("Ethernet1");
+  const uint32_t seed = Vem::HashHelper::hashSeed32();
+  EXPECT_EQ(Vem::KeyFormHash<Vem::KeyStringLegacy>::hash(k, seed), Vem::hashSingleAttr(k, 0u));
+  EXPECT_EQ(Vem::KeyFormHash<Vem::KeyString>::hash(k, seed ^ 5u), Vem::hashSingleAttr(k, seed ^ 5u));
+  EXPECT_EQ(Vem::KeyFormHash<Vem::KeyU64>::hash(PortId(9), 3u), Vem::hashSingleAttr(uint64_t(9), 3u));
+  // The flat integer hashes are the accumulator's, bit for bit.
+  std::mt19937_64 rng(3);
+  for (int i = 0; i < 1000; ++i) {
+    const uint64_t v = rng();
+    const uint32_t s = static_cast<uint32_t>(rng());
+    ASSERT_EQ(Vem::KeyFormHash<Vem::KeyU64>::hash(v, s), Vem::hashSingleAttr(v, s));
+    ASSERT_EQ(Vem::KeyFormHash<Vem::KeyU32>::hash(uint32_t(v), s), Vem::hashSingleAttr(uint32_t(v), s));
+  }
+}
+
+struct Flat {
+  uint32_t v;
+  uint32_t hash() const noexcept { return 0; }
+  friend bool operator==(const Flat&, const Flat&) = default;
+  friend std::strong_ordering operator<=>(const Flat&, const Flat&) = default;
+};
+
+TEST(HashMap2018, AllKeysInOneBucketStillWork) {
+  // A composite key whose hash ignores it: one bucket, searched by halves once it is large.
+  Vem::HashMap2018<Vem::HashMap2018Node<Flat, int, Vem::KeyAndRhashLegacy, 0u>> m;
+  for (uint32_t i = 0; i < 300; ++i) m.set(Flat{(i * 37) % 300}, int(i));
+  for (uint32_t i = 0; i < 300; ++i) EXPECT_TRUE(m.contains(Flat{i}));
+  uint32_t prev = 0, n = 0;
+  for (auto [k, v] : m) {
+    if (n++ != 0) {
+      EXPECT_GT(k.v, prev) << "a bucket keeps its nodes in key order";
+    }
+    prev = k.v;
+  }
+  for (uint32_t i = 0; i < 300; i += 2) EXPECT_TRUE(m.erase(Flat{i}));
+  EXPECT_EQ(m.size(), 150u);
+  EXPECT_FALSE(m.contains(Flat{4}));
+  EXPECT_TRUE(m.contains(Flat{5}));
+}
+
+// Child entities keyed by their own name.
+struct Child {
+  Lumo::String name;
+  int weight;
+  friend bool operator==(const Child&, const Child&) = default;
+};
+struct ChildName {
+  static const Lumo::String& key(const Child& c) noexcept { return c.name; }
+};
+
+TEST(HashMap2018, InternalKeyNodesAreKeyedByTheirValue) {
+  using Node = Vem::HashMap2018NodeInternalKey<Child, ChildName, Vem::KeyString, 0x42u>;
+  Vem::HashMap2018<Node> m;
+  EXPECT_EQ(m.set(Child{"eth0", 1}), Vem::SetResult::inserted);
+  EXPECT_EQ(m.set(Child{"eth1", 2}), Vem::SetResult::inserted);
+  EXPECT_EQ(m.set(Child{"eth0", 1}), Vem::SetResult::unchanged);
+  Child old{"", 0};
+  EXPECT_EQ(m.set(Child{"eth0", 5}, &old), Vem::SetResult::replaced);
+  EXPECT_EQ(old.weight, 1);
+  ASSERT_NE(m.find("eth0"), nullptr);
+  EXPECT_EQ(m.find("eth0")->weight, 5);
+  EXPECT_TRUE(m.erase("eth1"));
+  EXPECT_EQ(m.size(), 1u);
+}
+
+}  // namespace
