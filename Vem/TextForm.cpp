@@ -16,6 +16,10 @@ void rethrowFromDeserializeAttr(const RangeException& inner, const char* fieldNa
   throw RangeException(std::string(fieldName) + ": " + inner.what());
 }
 
+void throwNoStringConstructor(const char* typeName) {
+  throw RangeException(std::string("No String constructor for ") + typeName + " - has collection");
+}
+
 void CharRange::expect(std::string_view literal) {
   if (!consume(literal)) fail("expected '" + std::string(literal) + "'");
 }

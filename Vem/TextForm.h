@@ -21,6 +21,9 @@
 
 namespace Vem {
 
+// "No String constructor for <Type> - has collection": values holding a collection have no parser.
+[[noreturn]] void throwNoStringConstructor(const char* typeName);
+
 // Primitive readers and writers (TextForm.cpp).
 void writeQuoted(std::ostream& os, std::string_view bytes);
 Lumo::String parseQuoted(CharRange& in);

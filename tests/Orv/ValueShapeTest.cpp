@@ -203,3 +203,80 @@ TEST(ValueLog, EveryFieldKindRoundTripsAndBoundsHoldOnInput) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(ValueCollection, WholeMapEqualityOrderAndHash) {
+  Membership a(Pelix::IntfId("Port-Channel1")), b(Pelix::IntfId("Port-Channel1"));
+  EXPECT_EQ(a, b);
+  EXPECT_FALSE(static_cast<bool>(Membership()));
+  for (uint32_t v = 1; v <= 50; ++v) a.vlanIs(v, v * 2);
+  for (uint32_t v = 50; v >= 1; --v) b.vlanIs(v, v * 2);  // another insertion order, same map
+  EXPECT_EQ(a, b);
+  EXPECT_EQ(a.hash(3), b.hash(3));
+  EXPECT_TRUE(static_cast<bool>(a));
+  Membership c = a;  // a copy is independent
+  c.vlanIs(7, 0);
+  EXPECT_NE(a, c);
+  EXPECT_EQ(a.vlan(7), 14u);
+  EXPECT_EQ(c.vlan(7), 0u);
+  EXPECT_LT(c, a);  // first difference in key order: key 7, value 0 < 14
+  EXPECT_EQ(c.vlanDel(7), 0u);
+  EXPECT_EQ(c.vlanDel(7), 0u);  // absent: the default
+  EXPECT_NE(a, c);
+  c.vlanDelAll();
+  EXPECT_EQ(c.vlan().size(), 0u);
+  EXPECT_EQ(c.stringValue(), "VemTest::Membership(intfId=Port-Channel1, vlan={}, names={})");
+  Membership d;
+  d.vlanIs(3, 4);
+  d.vlanIs(1, 2);
+  d.namesIs(Lumo::String("b"), true);
+  EXPECT_EQ(d.stringValue(), "VemTest::Membership(intfId=, vlan={1: 2, 3: 4}, names={\"b\": true})");
+}
+
+TEST(ValueCollection, NoTextParser) {
+  EXPECT_EQ(errorOf([] { Vem::strepToValue<Membership>("VemTest::Membership(intfId=, vlan={}, names={})"); }),
+            "No String constructor for Membership - has collection");
+  auto t = Membership::vemType();
+  Membership m;
+  EXPECT_THROW(Vem::GenericIfImpl::valueMethods(t)->strepToValue(&m, Lumo::String("x"), t, 0), Vem::RangeException);
+}
+
+TEST(ValueCollection, LogFormEndsWithTheDefaultKeyWhichCannotBeCarried) {
+  Membership m(Pelix::IntfId("Ethernet1"));
+  m.vlanIs(10, 100);
+  m.vlanIs(20, 200);
+  m.namesIs(Lumo::String("x"), true);
+  std::string bytes;
+  Vem::NboAttrLog::Out out(bytes);
+  out << m;
+  // intfId 8, two U32 entries of 8, the U32 0 end mark, then one string entry (4+1 and 1) and the empty-string end.
+  EXPECT_EQ(bytes.size(), 8u + 2 * 8 + 4 + (5 + 1) + 4);
+  EXPECT_EQ(attrLogSize(&m), bytes.size());
+  Vem::NboAttrLog::In in(bytes);
+  EXPECT_EQ(Membership(&in, Vem::StreamBogon{}), m);
+  EXPECT_TRUE(in.atEnd());
+
+  Membership zero;
+  zero.vlanIs(0, 5);
+  std::string refused;
+  Vem::NboAttrLog::Out refusedOut(refused);
+  EXPECT_THROW(refusedOut << zero, Vem::RangeException);
+
+  // A key given twice on input is refused.
+  std::string dup;
+  Vem::NboAttrLog::Out dupOut(dup);
+  dupOut.u64(0);
+  for (int i = 0; i < 2; ++i) dupOut.u32(9), dupOut.u32(1);
+  dupOut.u32(0);
+  dupOut.u32(0);
+  Vem::NboAttrLog::In dupIn(dup);
+  EXPECT_THROW(Membership(&dupIn, Vem::StreamBogon{}), Vem::RangeException);
+  // Every truncation is refused.
+  for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+    Vem::NboAttrLog::In shorter(bytes.data(), cut);
+    EXPECT_THROW(Membership(&shorter, Vem::StreamBogon{}), Vem::RangeException) << cut;
+  }
+}
+
+}  // namespace

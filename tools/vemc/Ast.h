@@ -38,7 +38,8 @@ struct Member {
   enum class Kind {
     field, mutableField, computed, method, staticMethod, constant, input, enumerator,
     // Entity attributes.
-    attr, collection, ordered, set, children, child, refs, nameString
+    attr, collection, ordered, set, children, child, refs, nameString,
+    valueCollection  // a collection held inside a value
   };
   Kind kind = Kind::field;
   std::string name;
@@ -66,9 +67,9 @@ struct Member {
   uint16_t firstParam = 0;
   bool ctorParam = false;
 
-  bool stored() const { return kind == Kind::field || kind == Kind::mutableField; }
+  bool stored() const { return kind == Kind::field || kind == Kind::mutableField || kind == Kind::valueCollection; }
   bool isCollection() const {
-    return kind == Kind::collection || kind == Kind::ordered || kind == Kind::set || kind == Kind::children ||
+    return kind == Kind::valueCollection || kind == Kind::collection || kind == Kind::ordered || kind == Kind::set || kind == Kind::children ||
            kind == Kind::refs;
   }
   bool holdsEntities() const { return kind == Kind::children || kind == Kind::child || kind == Kind::refs; }

@@ -245,6 +245,13 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
       case Member::Kind::staticMethod: mem.flagsA = 0x0818; break;
       case Member::Kind::constant: mem.flagsA = 0x2808; break;
       case Member::Kind::input: mem.flagsA = 0x2000; mem.flagsB = 0x2000; break;
+      case Member::Kind::valueCollection:
+        mem.flagsA = 0x9c01;
+        mem.flagsB = 0x0101;
+        if (mem.type && mem.type->kind == TypeDecl::Kind::entity)
+          throw CompileError(m.file, mem.line, "a value cannot hold entities");
+        checkCollectionKey(m, t, mem);
+        break;
       default:
         throw CompileError(m.file, mem.line, "member " + mem.name + " cannot be declared in a value type");
     }
@@ -253,7 +260,7 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
         throw CompileError(m.file, mem.line, "a mix() body computes a U32 and takes no parameters");
       for (const MixItem& item : mem.mix) {
         auto it = std::find_if(t.members.begin(), t.members.end(), [&](const Member& x) { return x.name == item.field; });
-        if (it == t.members.end() || !it->stored())
+        if (it == t.members.end() || !it->stored() || it->kind == Member::Kind::valueCollection)
           throw CompileError(m.file, item.line, "mix() ingredient " + item.field + " is not a stored field of " + t.name);
         if (item.how == MixItem::How::hash && isBuiltin(it->typeName))
           throw CompileError(m.file, item.line, "'hash " + item.field + "': a built-in field has no hash of its own; use raw or single");
@@ -267,7 +274,7 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
       auto it = byName.find(p.field);
       if (it == byName.end()) throw CompileError(m.file, p.line, "ctor names no member " + p.field + " of " + t.name);
       Member& mem = *it->second;
-      if (!mem.stored() && mem.kind != Member::Kind::input)
+      if ((!mem.stored() && mem.kind != Member::Kind::input) || mem.kind == Member::Kind::valueCollection)
         throw CompileError(m.file, p.line, "ctor parameter " + p.field + " must be a field, mutable field or input");
       if (!seen.insert(p.field).second) throw CompileError(m.file, p.line, "ctor lists " + p.field + " twice");
       if (p.defaultValue) checkDefault(m, mem, *p.defaultValue, mem.typeName);
@@ -303,6 +310,26 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
   }
 }
 
+void Compilation::checkCollectionKey(ModuleDecl& m, const TypeDecl& t, Member& mem) {
+  if (mem.keyTypeName == "void" || mem.keyTypeName == "Vem::Seconds")
+    throw CompileError(m.file, mem.line, mem.keyTypeName + " cannot be a key");
+  if (!isBuiltin(mem.keyTypeName)) {
+    mem.keyType = resolve(m, t.nameSpace, mem.keyTypeName, mem.line);
+    if (mem.keyType->kind == TypeDecl::Kind::entity) throw CompileError(m.file, mem.line, "an entity cannot be a key");
+    mem.keyTypeName = mem.keyType->qualifiedName();
+  }
+  if (!mem.keyForm.empty() && !isKeyForm(mem.keyForm))
+    throw CompileError(m.file, mem.line, "unknown key form '" + mem.keyForm + "'");
+  if (mem.keyForm.empty()) {
+    const std::string& k = mem.keyTypeName;
+    if (k == "Vem::String") mem.keyForm = "KeyStringLegacy";
+    else if (k == "U64") mem.keyForm = "KeyU64";
+    else if (isBuiltin(k) || (mem.keyType && mem.keyType->kind == TypeDecl::Kind::enumeration)) mem.keyForm = "KeyU32";
+    else mem.keyForm = "KeyAndRhashSeedArg";
+  }
+  mem.seedConstant = defaultTag(m.name + "." + t.qualifiedName() + "." + mem.name);
+}
+
 void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
   const std::string scope = t.nameSpace;
   // Entities are built from their name.
@@ -327,28 +354,8 @@ void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
       throw CompileError(m.file, mem.line, mem.name + ": entity " + mem.typeName +
                                                " can only be held by children, child or refs");
     if (mem.isCollection()) {
-      if (mem.holdsEntities()) {
-        mem.keyTypeName = "Vem::String";  // children and references are keyed by their name
-      } else {
-        if (mem.keyTypeName == "void" || mem.keyTypeName == "Vem::Seconds")
-          throw CompileError(m.file, mem.line, mem.keyTypeName + " cannot be a key");
-        if (!isBuiltin(mem.keyTypeName)) {
-          mem.keyType = resolve(m, scope, mem.keyTypeName, mem.line);
-          if (mem.keyType->kind == TypeDecl::Kind::entity)
-            throw CompileError(m.file, mem.line, "an entity cannot be a key");
-          mem.keyTypeName = mem.keyType->qualifiedName();
-        }
-      }
-      if (!mem.keyForm.empty() && !isKeyForm(mem.keyForm))
-        throw CompileError(m.file, mem.line, "unknown key form '" + mem.keyForm + "'");
-      if (mem.keyForm.empty()) {
-        const std::string& k = mem.keyTypeName;
-        if (k == "Vem::String") mem.keyForm = "KeyStringLegacy";
-        else if (k == "U64") mem.keyForm = "KeyU64";
-        else if (isBuiltin(k) || (mem.keyType && mem.keyType->kind == TypeDecl::Kind::enumeration)) mem.keyForm = "KeyU32";
-        else mem.keyForm = "KeyAndRhashSeedArg";
-      }
-      mem.seedConstant = defaultTag(m.name + "." + t.qualifiedName() + "." + mem.name);
+      if (mem.holdsEntities()) mem.keyTypeName = "Vem::String";  // children and references are keyed by their name
+      checkCollectionKey(m, t, mem);
     }
     if (mem.defaultValue) checkDefault(m, mem, *mem.defaultValue, mem.typeName);
     if (mem.counter && !isInteger(mem.typeName))

@@ -111,6 +111,10 @@ class Writer {
       << "#pragma once\n\n"
       << "#include <Lumo/String.h>\n#include <Vem/GenericIfOps.h>\n#include <Vem/Module.h>\n#include <Vem/Value.h>\n#include <Vem/VemType.h>\n";
     bool anyEntity = std::any_of(m_.types.begin(), m_.types.end(), [](const TypeDecl& t) { return t.kind == TypeDecl::Kind::entity; });
+    bool anyValueCollection = false;
+    for (const TypeDecl& t : m_.types)
+      for (const Member& mem : t.members) anyValueCollection |= mem.kind == Member::Kind::valueCollection;
+    if (anyValueCollection) h << "#include <Vem/ValueCollection.h>\n";
     if (anyEntity)
       h << "#include <Lumo/Allocator.h>\n#include <Lumo/Ptr.h>\n#include <Lumo/Publisher.h>\n#include <Vem/Entity.h>\n"
         << "#include <Vem/EntityOps.h>\n#include <Vem/HashMap2018.h>\n#include <Vem/HashMap2018NodeInternalKey.h>\n"
@@ -239,8 +243,11 @@ class Writer {
 
   void classDeclaration(std::ostringstream& h, const TypeDecl& t) {
     const std::string n = t.name;
-    h << "\nclass " << n << " {\n public:\n"
-      << "  " << n << "() = default;\n";
+    h << "\nclass " << n << " {\n public:\n";
+    for (const Member& mem : t.members)
+      if (mem.kind == Member::Kind::valueCollection)
+        h << "  using HN_" << capitalized(mem.name) << " = " << nodeType(mem) << ";\n";
+    h << "  " << n << "() = default;\n";
     if (!t.ctorParams.empty())
       h << "  " << (t.ctorParams.size() == 1 ? "explicit " : "") << n << "(" << ctorSignature(t, true) << ");"
         << (hasInputs(t) ? "  // written by hand beside the module" : "") << "\n";
@@ -278,6 +285,17 @@ class Writer {
             h << "  static " << argType(mem.typeName, mem.type) << " " << mem.name << "() { return "
               << literalCpp(*mem.defaultValue, mem.typeName, mem.type) << "; }\n";
           break;
+        case Member::Kind::valueCollection: {
+          const std::string key = argType(mem.keyTypeName, mem.keyType);
+          h << "  // The value under `key`, or the value type's default when there is none.\n"
+            << "  " << cppType(mem.typeName) << " " << mem.name << "(" << key << " key) const;\n"
+            << "  const Vem::HashMap2018<HN_" << capitalized(mem.name) << ">& " << mem.name << "() const noexcept { return "
+            << storage(mem) << "; }\n"
+            << "  void " << mem.name << "Is(" << key << " key, " << ret << " value);\n"
+            << "  " << cppType(mem.typeName) << " " << mem.name << "Del(" << key << " key);\n"
+            << "  void " << mem.name << "DelAll();\n";
+          break;
+        }
         default:  // inputs have no accessor; enumerators and entity attributes are not value members
           break;
       }
@@ -300,7 +318,9 @@ class Writer {
       h << "\n private:\n";
       for (const Member& mem : t.members) {
         if (!mem.stored()) continue;
-        h << "  " << cppType(mem.typeName) << " " << storage(mem);
+        std::string type = mem.kind == Member::Kind::valueCollection ? "Vem::HashMap2018<HN_" + capitalized(mem.name) + ">"
+                                                                      : cppType(mem.typeName);
+        h << "  " << type << " " << storage(mem);
         if (mem.defaultValue) h << " = " << literalCpp(*mem.defaultValue, mem.typeName, mem.type);
         else h << "{}";
         h << ";\n";
@@ -320,6 +340,7 @@ class Writer {
     first = true;
     for (const Member& mem : t.members) {
       std::string target;
+      if (mem.kind == Member::Kind::valueCollection) continue;  // read through the typed API only
       if (mem.stored()) target = "&" + n + "::" + storage(mem);
       else if (mem.kind == Member::Kind::computed)
         target = "static_cast<" + cppType(mem.typeName) + " (" + n + "::*)() const>(&" + n + "::" + mem.name + ")";
@@ -640,10 +661,27 @@ class Writer {
       }
       s << " {\n" << checksCode(t, true) << "}\n";
     }
-    s << "\n" << n << "::" << n << "(Vem::CharRange& text) {\n  Vem::parseFields(text, *this);\n"
-      << checksCode(t, false) << "}\n"
+    bool holdsCollection =
+        std::any_of(t.members.begin(), t.members.end(), [](const Member& m) { return m.kind == Member::Kind::valueCollection; });
+    if (holdsCollection)
+      s << "\n" << n << "::" << n << "(Vem::CharRange&) { Vem::throwNoStringConstructor(" << quoted(n) << "); }\n";
+    else
+      s << "\n" << n << "::" << n << "(Vem::CharRange& text) {\n  Vem::parseFields(text, *this);\n" << checksCode(t, false)
+        << "}\n";
+    s << ""
       << "\n" << n << "::" << n << "(Vem::NboAttrLog::In* in, Vem::StreamBogon) {\n  Vem::valueFromLog(*in, *this);\n"
       << checksCode(t, false) << "}\n";
+    for (const Member& mem : t.members) {
+      if (mem.kind != Member::Kind::valueCollection) continue;
+      const std::string key = argType(mem.keyTypeName, mem.keyType), val = argType(mem.typeName, mem.type);
+      const std::string v = storage(mem), x = mem.name, V = cppType(mem.typeName);
+      s << "\n" << V << " " << n << "::" << x << "(" << key << " key) const {\n"
+        << "  const auto* value = " << v << ".find(key);\n  return value ? *value : " << V << "{};\n}\n"
+        << "void " << n << "::" << x << "Is(" << key << " key, " << val << " value) { " << v << ".set(key, value); }\n"
+        << V << " " << n << "::" << x << "Del(" << key << " key) {\n  " << V << " removed{};\n  " << v
+        << ".erase(key, &removed);\n  return removed;\n}\n"
+        << "void " << n << "::" << x << "DelAll() { " << v << ".clear(); }\n";
+    }
     for (const Member& mem : t.members) {
       if (mem.mix.empty()) continue;
       s << "\nuint32_t " << n << "::" << mem.name << "() const {\n  Brek::HashMix h(0);\n";

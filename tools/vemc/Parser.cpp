@@ -221,6 +221,7 @@ class Parser {
     else if (word == "static") m.kind = Member::Kind::staticMethod;
     else if (word == "const") m.kind = Member::Kind::constant;
     else if (word == "input") m.kind = Member::Kind::input;
+    else if (word == "collection") m.kind = Member::Kind::valueCollection;
     else fail("unknown member kind '" + word + "'");
     m.name = identifier("a member name");
     if (m.name.find("::") != std::string::npos) fail("a member name is a plain identifier");
@@ -240,7 +241,13 @@ class Parser {
     }
     expectPunct(":");
     m.typeName = identifier("a type");
+    if (m.kind == Member::Kind::valueCollection) {
+      m.keyTypeName = m.typeName;
+      expectPunct("->");
+      m.typeName = identifier("the value type");
+    }
     if (acceptPunct("=")) {
+      if (m.kind == Member::Kind::valueCollection) fail("a collection starts empty and takes no default");
       if (acceptWord("mix")) {
         if (m.kind != Member::Kind::computed && m.kind != Member::Kind::method)
           fail("only a computed member or a method can have a mix() body");

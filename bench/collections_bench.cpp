@@ -1,0 +1,224 @@
+// HashMap2018 against absl::flat_hash_map and std::unordered_map: lookup hit and miss, insert, update,
+// erase, at 1e3 and 1e6 keys, with 64-bit integer keys and string keys, and bytes per entry.
+//
+// Integer keys go through the KeyU64 form, the path of every key held as one 64-bit number (interface
+// ids included). Run with --benchmark_repetitions=5 and compare medians.
+#include <Vem/HashMap2018.h>
+
+#include <absl/container/flat_hash_map.h>
+#include <absl/hash/hash.h>
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace {
+
+// Counts bytes held by the anchors' containers.
+inline std::size_t countedBytes = 0;
+template <class T>
+struct CountingAllocator {
+  using value_type = T;
+  CountingAllocator() noexcept = default;
+  template <class U>
+  CountingAllocator(const CountingAllocator<U>&) noexcept {}
+  T* allocate(std::size_t n) {
+    countedBytes += n * sizeof(T);
+    return std::allocator<T>().allocate(n);
+  }
+  void deallocate(T* p, std::size_t n) noexcept {
+    countedBytes -= n * sizeof(T);
+    std::allocator<T>().deallocate(p, n);
+  }
+  template <class U>
+  bool operator==(const CountingAllocator<U>&) const noexcept {
+    return true;
+  }
+};
+
+struct StringHash {
+  using is_transparent = void;
+  std::size_t operator()(const Lumo::String& s) const noexcept { return absl::Hash<std::string_view>()(s.view()); }
+};
+
+template <class K>
+struct VemMap {
+  using Node = std::conditional_t<std::is_same_v<K, Lumo::String>,
+                                  Vem::HashMap2018Node<Lumo::String, uint64_t, Vem::KeyString, 0x51u>,
+                                  Vem::HashMap2018Node<uint64_t, uint64_t, Vem::KeyU64, 0x51u>>;
+  Vem::HashMap2018<Node> m;
+  bool find(const K& k) const { return m.find(k) != nullptr; }
+  void set(const K& k, uint64_t v) { m.set(k, v); }
+  void erase(const K& k) { m.erase(k); }
+  std::size_t bytes() const { return m.allocatedBytes(); }
+};
+
+template <class K>
+using AnchorHash = std::conditional_t<std::is_same_v<K, Lumo::String>, StringHash, absl::Hash<K>>;
+
+template <class K>
+struct AbslMap {
+  absl::flat_hash_map<K, uint64_t, AnchorHash<K>, std::equal_to<K>, CountingAllocator<std::pair<const K, uint64_t>>> m;
+  bool find(const K& k) const { return m.find(k) != m.end(); }
+  void set(const K& k, uint64_t v) { m.insert_or_assign(k, v); }
+  void erase(const K& k) { m.erase(k); }
+  std::size_t bytes() const { return countedBytes; }
+};
+
+template <class K>
+struct StdMap {
+  std::unordered_map<K, uint64_t, std::hash<K>, std::equal_to<K>, CountingAllocator<std::pair<const K, uint64_t>>> m;
+  bool find(const K& k) const { return m.find(k) != m.end(); }
+  void set(const K& k, uint64_t v) { m.insert_or_assign(k, v); }
+  void erase(const K& k) { m.erase(k); }
+  std::size_t bytes() const { return countedBytes; }
+};
+
+template <class K>
+K makeKey(uint64_t i);
+template <>
+uint64_t makeKey<uint64_t>(uint64_t i) {
+  return i * 0x9e3779b97f4a7c15ull;  // spread, but every key distinct
+}
+template <>
+Lumo::String makeKey<Lumo::String>(uint64_t i) {
+  return Lumo::String("Ethernet" + std::to_string(i / 48 + 1) + "/" + std::to_string(i % 48 + 1));
+}
+
+// Keys [0, n) are in the map; keys [n, 2n) are not. Shuffled so that lookups do not walk memory in order.
+template <class K>
+struct Keys {
+  std::vector<K> present, absent;
+  explicit Keys(std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) present.push_back(makeKey<K>(i));
+    for (std::size_t i = n; i < 2 * n; ++i) absent.push_back(makeKey<K>(i));
+    std::mt19937_64 rng(1);
+    std::shuffle(present.begin(), present.end(), rng);
+    std::shuffle(absent.begin(), absent.end(), rng);
+  }
+};
+
+template <class K>
+const Keys<K>& keysFor(std::size_t n) {
+  static std::vector<std::pair<std::size_t, Keys<K>*>> cache;
+  for (auto& [size, keys] : cache)
+    if (size == n) return *keys;
+  cache.emplace_back(n, new Keys<K>(n));
+  return *cache.back().second;
+}
+
+template <class Map, class K>
+void fill(Map& map, const Keys<K>& keys) {
+  uint64_t v = 0;
+  for (const K& k : keys.present) map.set(k, ++v);
+}
+
+template <class Map, class K>
+void BM_LookupHit(benchmark::State& state) {
+  const auto& keys = keysFor<K>(static_cast<std::size_t>(state.range(0)));
+  Map map;
+  fill(map, keys);
+  std::size_t i = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(map.find(keys.present[i]));
+    if (++i == keys.present.size()) i = 0;
+  }
+}
+
+template <class Map, class K>
+void BM_LookupMiss(benchmark::State& state) {
+  const auto& keys = keysFor<K>(static_cast<std::size_t>(state.range(0)));
+  Map map;
+  fill(map, keys);
+  std::size_t i = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(map.find(keys.absent[i]));
+    if (++i == keys.absent.size()) i = 0;
+  }
+}
+
+// Builds the whole map from empty: time per insert, growth included.
+template <class Map, class K>
+void BM_Insert(benchmark::State& state) {
+  const auto& keys = keysFor<K>(static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) {
+    Map map;
+    fill(map, keys);
+    benchmark::DoNotOptimize(map);
+    state.PauseTiming();
+    { Map gone(std::move(map)); }
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * keys.present.size()));
+}
+
+template <class Map, class K>
+void BM_Update(benchmark::State& state) {
+  const auto& keys = keysFor<K>(static_cast<std::size_t>(state.range(0)));
+  Map map;
+  fill(map, keys);
+  std::size_t i = 0;
+  uint64_t v = 0;
+  for (auto _ : state) {
+    map.set(keys.present[i], ++v);
+    if (++i == keys.present.size()) i = 0;
+  }
+}
+
+// Erases every key of a full map.
+template <class Map, class K>
+void BM_Erase(benchmark::State& state) {
+  const auto& keys = keysFor<K>(static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) {
+    state.PauseTiming();
+    Map map;
+    fill(map, keys);
+    state.ResumeTiming();
+    for (const K& k : keys.present) map.erase(k);
+    benchmark::DoNotOptimize(map);
+    state.PauseTiming();
+    { Map gone(std::move(map)); }
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * keys.present.size()));
+}
+
+template <class Map, class K>
+void BM_Bytes(benchmark::State& state) {
+  const auto& keys = keysFor<K>(static_cast<std::size_t>(state.range(0)));
+  double perEntry = 0;
+  for (auto _ : state) {
+    countedBytes = 0;
+    Map map;
+    fill(map, keys);
+    perEntry = double(map.bytes()) / double(keys.present.size());
+  }
+  state.counters["bytes_per_entry"] = perEntry;
+}
+
+#define VEM_BENCH_ALL(BM, K)                                                            \
+  BENCHMARK_TEMPLATE(BM, VemMap<K>, K)->Arg(1000)->Arg(1000000)->Name(#BM "/Vem/" #K);  \
+  BENCHMARK_TEMPLATE(BM, AbslMap<K>, K)->Arg(1000)->Arg(1000000)->Name(#BM "/Absl/" #K); \
+  BENCHMARK_TEMPLATE(BM, StdMap<K>, K)->Arg(1000)->Arg(1000000)->Name(#BM "/Std/" #K)
+
+using String = Lumo::String;
+VEM_BENCH_ALL(BM_LookupHit, uint64_t);
+VEM_BENCH_ALL(BM_LookupHit, String);
+VEM_BENCH_ALL(BM_LookupMiss, uint64_t);
+VEM_BENCH_ALL(BM_LookupMiss, String);
+VEM_BENCH_ALL(BM_Insert, uint64_t);
+VEM_BENCH_ALL(BM_Insert, String);
+VEM_BENCH_ALL(BM_Update, uint64_t);
+VEM_BENCH_ALL(BM_Update, String);
+VEM_BENCH_ALL(BM_Erase, uint64_t);
+VEM_BENCH_ALL(BM_Erase, String);
+VEM_BENCH_ALL(BM_Bytes, uint64_t)->Iterations(1);
+VEM_BENCH_ALL(BM_Bytes, String)->Iterations(1);
+
+}  // namespace
+
+BENCHMARK_MAIN();
