@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Brek/HashMix.h>
+
 #include <cstdint>
 #include <ostream>
 
@@ -39,6 +41,13 @@ public:
   friend constexpr bool operator>=(Seqno32 a, Seqno32 b) noexcept { return !(a < b); }
 
   friend std::ostream& operator<<(std::ostream& os, Seqno32 s) { return os << s.value_; }
+
+  // The number's 4 bytes through the byte-mixing accumulator.
+  uint32_t hash() const noexcept {
+    HashMix h;
+    h.mix(value_);
+    return h.result();
+  }
 
 private:
   uint32_t value_ = 0;

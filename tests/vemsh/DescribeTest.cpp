@@ -59,7 +59,7 @@ TEST(VemshDescribe, ValueTypeRecordAndMembers) {
                                   std::to_string(alignof(Orv::PortVlanPair)));
   EXPECT_EQ(d.type["base"], "none");
   EXPECT_EQ(d.type["constructor"], "port: Pelix::IntfId, vlan: U16");
-  EXPECT_EQ(d.type["entry points"], "value methods, construct from arguments");
+  EXPECT_EQ(d.type["entry points"], "value methods, construct from arguments, attribute operation");
   EXPECT_EQ(d.type["members"], "3");
   ASSERT_EQ(d.members.size(), 3u);
 

@@ -1,0 +1,158 @@
+// MAC and IP addresses: their text as engineers write it, their log forms and their orders.
+#include <Pelix/Pelix.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "PlatformTestSupport.h"
+
+namespace {
+
+using namespace PlatformTestSupport;
+using Pelix::EthAddr;
+using Pelix::EthAddrWithMask;
+using Pelix::Ip6Addr;
+using Pelix::IpAddr;
+using Pelix::IpGenAddr;
+
+TEST(EthAddr, TextWithColonsLowerCaseOutAnyCaseIn) {
+  EthAddr a = parsesBack<EthAddr>("00:11:22:33:44:55");
+  EXPECT_EQ(a, EthAddr(0x00, 0x11, 0x22, 0x33, 0x44, 0x55));
+  EXPECT_EQ(a.displayString(), "00:11:22:33:44:55");
+  EXPECT_EQ(EthAddr("0A:bC:dE:fF:00:01").stringValue(), "0a:bc:de:ff:00:01");
+  EXPECT_EQ(EthAddr().stringValue(), "00:00:00:00:00:00");
+  for (const char* bad : {"", "00:11:22:33:44", "00:11:22:33:44:55:66", "0:11:22:33:44:55", "00-11-22-33-44-55",
+                          "00:11:22:33:44:5g", "0011.2233.4455"})
+    EXPECT_NE(refusal<EthAddr>(bad), "no error") << bad;
+  EXPECT_EQ(refusal<EthAddr>("00:11:22:33:44:5x"),
+            "Pelix::EthAddr: '00:11:22:33:44:5x' is not a MAC address (six hexadecimal pairs separated by colons) at "
+            "offset 0");
+}
+
+TEST(EthAddr, OrderHashAndLog) {
+  EXPECT_LT(EthAddr(0, 0, 0, 0, 0, 0xff), EthAddr(0, 0, 0, 0, 1, 0));
+  EXPECT_LT(EthAddr(0x01, 0, 0, 0, 0, 0), EthAddr(0xfe, 0, 0, 0, 0, 0));
+  EXPECT_NE(EthAddr(0, 0, 0, 0, 0, 1).hash(), EthAddr(0, 0, 0, 0, 1, 0).hash());
+  EXPECT_EQ(hex(logsBack(EthAddr("de:ad:be:ef:00:01"))), "deadbeef0001");
+  EXPECT_TRUE(EthAddr("01:00:5e:00:00:01").isMulticast());
+  EXPECT_FALSE(EthAddr("00:00:5e:00:00:01").isMulticast());
+}
+
+TEST(EthAddrWithMask, DefaultMatchesExactlyAndRoundTrips) {
+  EthAddrWithMask d;
+  EXPECT_EQ(d.mask(), EthAddr(0xff, 0xff, 0xff, 0xff, 0xff, 0xff));
+  EXPECT_EQ(d.stringValue(), "00:00:00:00:00:00/ff:ff:ff:ff:ff:ff");
+  EthAddrWithMask oui = parsesBack<EthAddrWithMask>("00:1a:2b:00:00:00/ff:ff:ff:00:00:00");
+  EXPECT_TRUE(oui.matches(EthAddr("00:1a:2b:99:88:77")));
+  EXPECT_FALSE(oui.matches(EthAddr("00:1a:2c:99:88:77")));
+  EXPECT_EQ(logsBack(oui).size(), 12u);
+  EXPECT_NE(refusal<EthAddrWithMask>("00:1a:2b:00:00:00"), "no error");
+  EXPECT_NE(refusal<EthAddrWithMask>("00:1a:2b:00:00:00/"), "no error");
+  // Ordered by address first, mask second.
+  EXPECT_LT(EthAddrWithMask(EthAddr(0, 0, 0, 0, 0, 1), EthAddr()),
+            EthAddrWithMask(EthAddr(0, 0, 0, 0, 0, 2), EthAddr()));
+  EXPECT_LT(EthAddrWithMask(EthAddr(), EthAddr(0, 0, 0, 0, 0, 1)),
+            EthAddrWithMask(EthAddr(), EthAddr(0, 0, 0, 0, 0, 2)));
+}
+
+TEST(IpAddr, DottedQuadHeldInNetworkOrder) {
+  IpAddr a = parsesBack<IpAddr>("10.1.2.3");
+  EXPECT_EQ(a.host(), 0x0a010203u);
+  const auto* bytes = reinterpret_cast<const unsigned char*>(&a);
+  EXPECT_EQ(bytes[0], 10);  // network order in memory
+  EXPECT_EQ(bytes[3], 3);
+  parsesBack<IpAddr>("0.0.0.0");
+  parsesBack<IpAddr>("255.255.255.255");
+  for (const char* bad : {"", "10.1.2", "10.1.2.3.4", "256.0.0.1", "10.01.2.3", "10..2.3", "10.1.2.3.", "a.b.c.d",
+                          "-1.0.0.0", "4294967296.0.0.0"})
+    EXPECT_NE(refusal<IpAddr>(bad), "no error") << bad;
+  EXPECT_EQ(hex(logsBack(a)), "0a010203");
+}
+
+TEST(IpAddr, OrderedAsHostNumbers) {
+  std::vector<IpAddr> v = {IpAddr(10, 0, 0, 1), IpAddr(9, 255, 255, 255), IpAddr(10, 0, 1, 0), IpAddr(192, 168, 0, 1)};
+  std::sort(v.begin(), v.end());
+  EXPECT_EQ(v[0], IpAddr(9, 255, 255, 255));
+  EXPECT_EQ(v[1], IpAddr(10, 0, 0, 1));
+  EXPECT_EQ(v[2], IpAddr(10, 0, 1, 0));
+  EXPECT_NE(IpAddr(10, 0, 0, 1).hash(), IpAddr(1, 0, 0, 10).hash());
+}
+
+TEST(Ip6Addr, PrintsTheCanonicalTextOfRfc5952) {
+  struct Case {
+    const char* in;
+    const char* out;
+  };
+  for (const Case& c : std::vector<Case>{
+           {"2001:db8::1", "2001:db8::1"},
+           {"2001:0DB8:0000:0000:0000:0000:0000:0001", "2001:db8::1"},
+           {"::", "::"},
+           {"::1", "::1"},
+           {"1::", "1::"},
+           {"2001:db8:0:1:1:1:1:1", "2001:db8:0:1:1:1:1:1"},  // one zero group is not shortened
+           {"2001:0:0:1:0:0:0:1", "2001:0:0:1::1"},           // the longer run
+           {"2001:db8:0:0:1:0:0:1", "2001:db8::1:0:0:1"},     // the first of equal runs
+           {"fe80::1:2:3:4", "fe80::1:2:3:4"},
+           {"::ffff:192.0.2.1", "::ffff:192.0.2.1"},
+           {"::FFFF:c000:0201", "::ffff:192.0.2.1"},
+           {"64:ff9b::192.0.2.33", "64:ff9b::c000:221"},
+           {"1:2:3:4:5:6:7:8", "1:2:3:4:5:6:7:8"},
+       }) {
+    Ip6Addr a(c.in);
+    EXPECT_EQ(a.stringValue(), c.out) << c.in;
+    EXPECT_EQ(parsesBack<Ip6Addr>(c.out), a) << c.out;
+  }
+}
+
+TEST(Ip6Addr, RefusesMalformedText) {
+  for (const char* bad :
+       {"", ":", ":::", "1:::2", "1::2::3", "1:2:3:4:5:6:7", "1:2:3:4:5:6:7:8:9", "12345::", "1:2:3:4:5:6:7::8:9",
+        "g::1", "::1.2.3", "1.2.3.4::", "::1.2.3.4:5", "1:2:3:4:5:6:7:1.2.3.4", "2001:db8::1/64"})
+    EXPECT_NE(refusal<Ip6Addr>(bad), "no error") << bad;
+}
+
+TEST(Ip6Addr, OrderAndLog) {
+  EXPECT_LT(Ip6Addr("::1"), Ip6Addr("::2"));
+  EXPECT_LT(Ip6Addr("::ffff"), Ip6Addr("1::"));
+  EXPECT_NE(Ip6Addr("::1").hash(), Ip6Addr("1::").hash());
+  EXPECT_EQ(hex(logsBack(Ip6Addr("2001:db8::1"))), "20010db8000000000000000000000001");
+}
+
+TEST(IpGenAddr, EitherFamilyOrNone) {
+  IpGenAddr none;
+  EXPECT_TRUE(none.isNone());
+  EXPECT_EQ(none, IpGenAddr::fromFamily(0));
+  EXPECT_EQ(IpGenAddr::fromFamily(7), none);  // any code but 1 and 2 is none
+  EXPECT_EQ(IpGenAddr::fromFamily(1), IpGenAddr(IpAddr()));
+  EXPECT_EQ(IpGenAddr::fromFamily(2), IpGenAddr(Ip6Addr()));
+  EXPECT_NE(IpGenAddr::fromFamily(1), IpGenAddr::fromFamily(2));
+  EXPECT_EQ(parsesBack<IpGenAddr>("none"), none);
+  IpGenAddr v4 = parsesBack<IpGenAddr>("192.0.2.1");
+  EXPECT_EQ(v4.v4(), IpAddr(192, 0, 2, 1));
+  EXPECT_EQ(v4.storage()[0], 192);  // IPv4 in the first 4 bytes of the storage
+  EXPECT_EQ(v4.storageAsIp6(), Ip6Addr("c000:201::"));
+  IpGenAddr v6 = parsesBack<IpGenAddr>("2001:db8::1");
+  EXPECT_EQ(v6.v6(), Ip6Addr("2001:db8::1"));
+  EXPECT_NE(refusal<IpGenAddr>("nothing"), "no error");
+  EXPECT_NE(refusal<IpGenAddr>(""), "no error");
+  // Family first: every IPv4 address before every IPv6 one.
+  EXPECT_LT(none, IpGenAddr(IpAddr()));
+  EXPECT_LT(IpGenAddr(IpAddr(255, 255, 255, 255)), IpGenAddr(Ip6Addr()));
+  EXPECT_EQ(none.hash(), 0u);
+  EXPECT_EQ(v4.hash(), IpAddr(192, 0, 2, 1).hash());
+}
+
+TEST(IpGenAddr, LogFormIsFamilyThenAddress) {
+  EXPECT_EQ(hex(logsBack(IpGenAddr())), "00");
+  EXPECT_EQ(hex(logsBack(IpGenAddr(IpAddr(10, 0, 0, 1)))), "010a000001");
+  EXPECT_EQ(logsBack(IpGenAddr(Ip6Addr("::1"))).size(), 17u);
+  const std::string unknownFamilyBytes("\x03", 1);
+  Vem::NboAttrLog::In unknownFamily(unknownFamilyBytes);
+  EXPECT_EQ(errorOf([&] { IpGenAddr(&unknownFamily, Vem::StreamBogon{}); }),
+            "Pelix::IpGenAddr: family code 3 in the attribute log");
+  const std::string truncatedBytes("\x02\x20\x01", 3);
+  Vem::NboAttrLog::In truncated(truncatedBytes);
+  EXPECT_THROW(IpGenAddr(&truncated, Vem::StreamBogon{}), Vem::RangeException);
+}
+
+}  // namespace
