@@ -103,6 +103,7 @@ struct TypeDecl {
   std::string holdingType = "U8";  // enumerations: U8 or U32
   std::string header;         // platform values: the hand-written header
   bool factory = false;       // entities: generically constructible, with a <type>Factory
+  bool handwrittenText = false;  // values: stringValue, operator<< and the parser are written by hand
   std::vector<Member> members;
   std::optional<std::vector<CtorParam>> ctorClause;
   std::vector<Check> checks;

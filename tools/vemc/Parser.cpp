@@ -191,6 +191,12 @@ class Parser {
       expectPunct(";");
       return;
     }
+    if (word == "text") {
+      expectWord("handwritten");
+      expectPunct(";");
+      d.handwrittenText = true;
+      return;
+    }
     if (word == "check") {
       Check c;
       c.line = line;
