@@ -1,5 +1,6 @@
-// The collection engine behind HashMap2018 and HSet: a power-of-two array of pointers to small buckets,
-// each a contiguous array of nodes sorted by key. Buckets are reference-counted and shared by copies of
+// The collection engine behind HashMap2018 and HSet: a power-of-two array of slots, each a pointer to a
+// small bucket (a contiguous array of nodes sorted by key) and a 32-bit summary of the bucket's hash
+// tags, so that most misses end in the slot array without touching a bucket. Buckets are reference-counted and shared by copies of
 // a map and by iterators, and copied on the first write to a shared one, so copying a map costs one
 // pointer and one count per bucket.
 //
@@ -37,6 +38,12 @@ class HashMap2018Engine {
   // since a resize refuses them.
   static constexpr std::size_t kGrowLoad = 2;
   static constexpr std::size_t kGrowLoadWithIterators = 8;
+
+  // A bucket and the summary of its tags; null and zero when the bucket is empty.
+  struct Slot {
+    Bucket* bucket = nullptr;
+    uint32_t summary = 0;
+  };
 
   HashMap2018Engine() noexcept : seed_(HashHelper::hashSeed32() ^ Node::seedConstant) {}
 
@@ -78,13 +85,17 @@ class HashMap2018Engine {
   // Keys compared in a register gain nothing from the tag filter.
   static constexpr bool kFilterByTag = !(std::is_trivially_copyable_v<Key> && sizeof(Key) <= 8);
   static bool mayMatch(uint8_t meta, uint8_t tag) noexcept { return !kFilterByTag || (meta & ~kMark) == tag; }
+  // The slot's summary has one bit per value of a tag's top five bits (mark bit excluded): a clear bit
+  // proves the key absent. An empty slot's summary is zero.
+  static uint32_t summaryBit(uint8_t meta) noexcept { return uint32_t(1) << (meta >> 3); }
 
   const Node* find(const Key& k) const noexcept {
     if (size_ == 0) return nullptr;
     const uint32_t h = hashOf(k);
-    const Bucket* b = slots_[h & mask_];
-    if (b == nullptr) return nullptr;
+    const Slot& slot = slots_[h & mask_];
     const uint8_t tag = tagOf(h);
+    if ((slot.summary & summaryBit(tag)) == 0) return nullptr;
+    const Bucket* b = slot.bucket;
     const uint8_t* meta = Layout::marks(b);
     const Node* nodes = Layout::nodes(b);
     for (uint32_t i = 0, n = b->count; i < n; ++i)
@@ -107,19 +118,21 @@ class HashMap2018Engine {
     assert(slots_ != nullptr && "Vem/HashMap2018: locate without a table");
     const uint32_t h = hashOf(k);
     const uint32_t i = h & mask_;
-    const Bucket* b = slots_[i];
+    const Bucket* b = slots_[i].bucket;
     const uint8_t tag = tagOf(h);
     if (b == nullptr) return {i, 0, false, tag};
-    const uint8_t* meta = Layout::marks(b);
-    const Node* nodes = Layout::nodes(b);
-    for (uint32_t p = 0, n = b->count; p < n; ++p)
-      if (mayMatch(meta[p], tag) && Glue::keyEqualsNode(k, nodes[p])) return {i, p, true, tag};
+    if ((slots_[i].summary & summaryBit(tag)) != 0) {
+      const uint8_t* meta = Layout::marks(b);
+      const Node* nodes = Layout::nodes(b);
+      for (uint32_t p = 0, n = b->count; p < n; ++p)
+        if (mayMatch(meta[p], tag) && Glue::keyEqualsNode(k, nodes[p])) return {i, p, true, tag};
+    }
     bool found;
     const uint32_t pos = seek(b, k, found);
     return {i, pos, found, tag};
   }
-  const Node& nodeAt(Place p) const noexcept { return Layout::nodes(slots_[p.index])[p.pos]; }
-  bool markedAt(Place p) const noexcept { return (Layout::marks(slots_[p.index])[p.pos] & kMark) != 0; }
+  const Node& nodeAt(Place p) const noexcept { return Layout::nodes(slots_[p.index].bucket)[p.pos]; }
+  bool markedAt(Place p) const noexcept { return (Layout::marks(slots_[p.index].bucket)[p.pos] & kMark) != 0; }
 
   // The node at a found place, in a bucket this map alone holds (copied first when shared).
   Node& ownedNodeAt(Place p) { return Layout::nodes(own(p.index, 0))[p.pos]; }
@@ -135,14 +148,14 @@ class HashMap2018Engine {
 
   // Inserts the node at a place that was not found. `node` is consumed; the place is stale afterwards.
   void insertAt(Place p, Node* node) {
-    Bucket* b = slots_[p.index];
+    Bucket* b = slots_[p.index].bucket;
     if (b == nullptr) {
-      Bucket* nb = Layout::allocate(1);
+      Bucket* nb = Layout::allocate(kFirstCapacity);
       const Run run{node, 1, true};
       Glue::newBucketAssemble(1, Layout::nodes(nb), &run);
       Layout::marks(nb)[0] = p.tag;
       nb->count = 1;
-      slots_[p.index] = nb;
+      slots_[p.index].bucket = nb;
     } else if (hashMap2018Shared(b)) {
       // Copy with room for one more, then open the slot: the copy is the only step that can fail.
       b = own(p.index, 1);
@@ -162,8 +175,9 @@ class HashMap2018Engine {
       std::memcpy(to + p.pos + 1, from + p.pos, count - p.pos);
       nb->marked = b->marked;
       Layout::free(b);  // its nodes were relocated
-      slots_[p.index] = nb;
+      slots_[p.index].bucket = nb;
     }
+    slots_[p.index].summary |= summaryBit(p.tag);
     ++size_;
     changed();
     if (size_ > kGrowLoad * bucketCount() && (liveIterators_ == 0 || size_ > kGrowLoadWithIterators * bucketCount()))
@@ -174,7 +188,7 @@ class HashMap2018Engine {
   // what the caller wants).
   template <class Take>
   void eraseAt(Place p, Take&& take) {
-    Bucket* b = slots_[p.index];
+    Bucket* b = slots_[p.index].bucket;
     const uint32_t count = b->count;
     const bool wasMarked = (Layout::marks(b)[p.pos] & kMark) != 0;
     Node* nodes = Layout::nodes(b);
@@ -192,13 +206,13 @@ class HashMap2018Engine {
         std::memcpy(to + p.pos, from + p.pos + 1, count - p.pos - 1);
         nb->marked = b->marked - (wasMarked ? 1 : 0);
       }
-      slots_[p.index] = nb;
+      slots_[p.index].bucket = nb;
       Glue::bktHdrRefDec(b);
     } else {
       take(nodes[p.pos], true);
       if (count == 1) {
         Glue::bktHdrRefDec(b);
-        slots_[p.index] = nullptr;
+        slots_[p.index].bucket = nullptr;
       } else {
         Glue::shift(nodes, nullptr, count, p.pos, -1);
         uint8_t* marks = Layout::marks(b);
@@ -208,6 +222,7 @@ class HashMap2018Engine {
         if (wasMarked) --b->marked;
       }
     }
+    slots_[p.index].summary = summaryOf(slots_[p.index].bucket);
     if (wasMarked) --marked_;
     --size_;
     changed();
@@ -220,8 +235,8 @@ class HashMap2018Engine {
     if (liveIterators_ != 0) {
       // Iterators keep the layout: they find their buckets empty and end.
       for (uint32_t i = 0; i <= mask_; ++i) {
-        if (slots_[i] != nullptr) Glue::bktHdrRefDec(slots_[i]);
-        slots_[i] = nullptr;
+        if (slots_[i].bucket != nullptr) Glue::bktHdrRefDec(slots_[i].bucket);
+        slots_[i] = Slot{};
       }
       size_ = 0;
       marked_ = 0;
@@ -237,7 +252,8 @@ class HashMap2018Engine {
   void markAllForDeletion() {
     if (size_ == 0) return;
     for (uint32_t i = 0; i <= mask_; ++i) {
-      if (slots_[i] == nullptr || slots_[i]->marked == slots_[i]->count) continue;
+      const Bucket* b0 = slots_[i].bucket;
+      if (b0 == nullptr || b0->marked == b0->count) continue;
       Bucket* b = own(i, 0);
       uint8_t* meta = Layout::marks(b);
       for (uint32_t p = 0; p < b->count; ++p) meta[p] |= kMark;
@@ -257,7 +273,7 @@ class HashMap2018Engine {
     for (uint32_t pass = layout_ - 1; marked_ != 0 && pass != layout_;) {
       pass = layout_;
       for (uint32_t i = 0; marked_ != 0 && slots_ != nullptr && i <= mask_;) {
-        const Bucket* b = slots_[i];
+        const Bucket* b = slots_[i].bucket;
         if (b == nullptr || b->marked == 0) {
           ++i;
           continue;
@@ -283,7 +299,7 @@ class HashMap2018Engine {
     if (slots_ == nullptr) return 0;
     std::size_t total = Lumo::SlabPool::blockSize(tableBytes(bucketCount()));
     for (uint32_t i = 0; i <= mask_; ++i)
-      if (const Bucket* b = slots_[i]) total += Lumo::SlabPool::blockSize(Layout::bytes(b->capacity));
+      if (const Bucket* b = slots_[i].bucket) total += Lumo::SlabPool::blockSize(Layout::bytes(b->capacity));
     return total;
   }
 
@@ -367,7 +383,7 @@ class HashMap2018Engine {
     void settle(uint32_t index) noexcept {
       if (map_->slots_ != nullptr) {
         for (; index <= map_->mask_; ++index) {
-          if (Bucket* b = map_->slots_[index]) {
+          if (Bucket* b = map_->slots_[index].bucket) {
             hold(b);
             index_ = index;
             pos_ = 0;
@@ -381,7 +397,7 @@ class HashMap2018Engine {
       if (map_->layout_ != layout_) throwHashMap2018IteratorInvalidated();
       version_ = map_->version_;
       const Node& current = Layout::nodes(bucket_)[pos_];
-      Bucket* b = map_->slots_[index_];
+      Bucket* b = map_->slots_[index_].bucket;
       if (b != nullptr) {
         const Node* nodes = Layout::nodes(b);
         uint32_t p = 0;
@@ -412,7 +428,7 @@ class HashMap2018Engine {
     Iterator it(this);
     if (slots_ == nullptr) return it;
     const uint32_t i = hashOf(k) & mask_;
-    if (Bucket* b = slots_[i]) {
+    if (Bucket* b = slots_[i].bucket) {
       bool found;
       const uint32_t pos = seek(b, k, found);
       if (pos < b->count) {
@@ -459,8 +475,19 @@ class HashMap2018Engine {
     return lo;
   }
 
-  static uint32_t grownCapacity(uint32_t count) noexcept { return count < 3 ? count + 1 : count + count / 2; }
-  static std::size_t tableBytes(std::size_t buckets) noexcept { return buckets * sizeof(Bucket*); }
+  // Buckets keep spare room so that most inserts shift nodes in place instead of reallocating: at the
+  // growth load a bucket holds two nodes on average.
+  static constexpr uint32_t kFirstCapacity = 2;
+  static uint32_t grownCapacity(uint32_t count) noexcept { return count < 4 ? count * 2 : count + count / 2; }
+  static std::size_t tableBytes(std::size_t buckets) noexcept { return buckets * sizeof(Slot); }
+
+  static uint32_t summaryOf(const Bucket* b) noexcept {
+    if (b == nullptr) return 0;
+    uint32_t summary = 0;
+    const uint8_t* meta = Layout::marks(b);
+    for (uint32_t p = 0; p < b->count; ++p) summary |= summaryBit(meta[p]);
+    return summary;
+  }
 
   void changed() noexcept { version_ = (version_ + 1) & kVersionMask; }
 
@@ -475,7 +502,7 @@ class HashMap2018Engine {
 
   // Makes bucket i this map's own, with room for `extra` more nodes, copying it when shared.
   Bucket* own(uint32_t i, uint32_t extra) {
-    Bucket* b = slots_[i];
+    Bucket* b = slots_[i].bucket;
     if (!hashMap2018Shared(b)) return b;
     Bucket* nb = Layout::allocate(b->count + extra);
     const Run run{Layout::nodes(b), b->count, false};
@@ -483,13 +510,13 @@ class HashMap2018Engine {
     nb->count = b->count;
     std::memcpy(Layout::marks(nb), Layout::marks(b), b->count);
     nb->marked = b->marked;
-    slots_[i] = nb;
+    slots_[i].bucket = nb;
     Glue::bktHdrRefDec(b);
     return nb;
   }
 
   void allocateTable(std::size_t buckets) {
-    slots_ = static_cast<Bucket**>(Lumo::SlabAllocator::allocate(tableBytes(buckets)));
+    slots_ = static_cast<Slot*>(Lumo::SlabAllocator::allocate(tableBytes(buckets)));
     std::memset(static_cast<void*>(slots_), 0, tableBytes(buckets));
     mask_ = static_cast<uint32_t>(buckets - 1);
   }
@@ -511,37 +538,23 @@ class HashMap2018Engine {
   // Rebuilds the table with twice or half the buckets. Doubling splits each bucket in two by one more
   // hash bit (each half stays sorted); halving merges bucket pairs in key order.
   void resize(std::size_t buckets) {
-    Bucket** old = slots_;
+    Slot* old = slots_;
     const std::size_t oldCount = bucketCount();
     allocateTable(buckets);
     if (buckets > oldCount) {
       const uint32_t bit = static_cast<uint32_t>(oldCount);
       for (uint32_t i = 0; i < oldCount; ++i) {
-        Bucket* b = old[i];
+        Bucket* b = old[i].bucket;
         if (b == nullptr) continue;
-        const Node* nodes = Layout::nodes(b);
-        uint32_t high = 0;
-        for (uint32_t p = 0; p < b->count; ++p) high += (hashOf(Node::keyOf(nodes[p])) & bit) != 0;
-        if (high == 0 || high == b->count) {
-          slots_[i + (high == 0 ? 0 : bit)] = b;  // shared or not, the bucket moves whole
-          continue;
-        }
-        const bool owned = !hashMap2018Shared(b);
-        Bucket* lo = Layout::allocate(b->count - high);
-        Bucket* hi = Layout::allocate(high);
-        for (uint32_t p = 0; p < b->count; ++p)
-          transfer((hashOf(Node::keyOf(nodes[p])) & bit) != 0 ? hi : lo, b, p, owned);
-        retire(b, owned);
-        slots_[i] = lo;
-        slots_[i + bit] = hi;
+        splitInto(b, i, bit);
       }
     } else {
       const uint32_t half = static_cast<uint32_t>(buckets);
       for (uint32_t i = 0; i < half; ++i) {
-        Bucket* a = old[i];
-        Bucket* b = old[i + half];
+        Bucket* a = old[i].bucket;
+        Bucket* b = old[i + half].bucket;
         if (a == nullptr || b == nullptr) {
-          slots_[i] = a != nullptr ? a : b;
+          slots_[i] = a != nullptr ? old[i] : old[i + half];
           continue;
         }
         const bool ownedA = !hashMap2018Shared(a);
@@ -559,11 +572,42 @@ class HashMap2018Engine {
         while (pb < b->count) transfer(m, b, pb++, ownedB);
         retire(a, ownedA);
         retire(b, ownedB);
-        slots_[i] = m;
+        slots_[i] = Slot{m, old[i].summary | old[i + half].summary};
       }
     }
     Lumo::SlabAllocator::deallocate(old, tableBytes(oldCount));
     ++layout_;
+  }
+
+  // Places old bucket `b` (formerly at index i) into the doubled table: whole when one hash bit sends
+  // all its nodes the same way, else split in two. Each key is hashed once.
+  void splitInto(Bucket* b, uint32_t i, uint32_t bit) {
+    const Node* nodes = Layout::nodes(b);
+    const uint32_t count = b->count;
+    // Which nodes go high, one bit each; buckets are short at the growth load, longer ones hash twice.
+    constexpr uint32_t kRemembered = 64;
+    uint64_t goesHigh = 0;
+    uint32_t high = 0;
+    for (uint32_t p = 0; p < count; ++p) {
+      const bool up = (hashOf(Node::keyOf(nodes[p])) & bit) != 0;
+      high += up;
+      if (up && p < kRemembered) goesHigh |= uint64_t(1) << p;
+    }
+    if (high == 0 || high == count) {
+      slots_[i + (high == 0 ? 0 : bit)] = Slot{b, summaryOf(b)};  // shared or not, the bucket moves whole
+      return;
+    }
+    const bool owned = !hashMap2018Shared(b);
+    // One spare slot each: after a split the table refills to twice its load.
+    Bucket* lo = Layout::allocate(count - high + 1);
+    Bucket* hi = Layout::allocate(high + 1);
+    for (uint32_t p = 0; p < count; ++p) {
+      const bool up = p < kRemembered ? ((goesHigh >> p) & 1) != 0 : (hashOf(Node::keyOf(nodes[p])) & bit) != 0;
+      transfer(up ? hi : lo, b, p, owned);
+    }
+    retire(b, owned);
+    slots_[i] = Slot{lo, summaryOf(lo)};
+    slots_[i + bit] = Slot{hi, summaryOf(hi)};
   }
 
   void shareFrom(const HashMap2018Engine& o) {
@@ -572,9 +616,9 @@ class HashMap2018Engine {
     if (o.slots_ == nullptr) return;
     allocateTable(o.bucketCount());
     for (uint32_t i = 0; i <= mask_; ++i) {
-      if (Bucket* b = o.slots_[i]) {
+      if (Bucket* b = o.slots_[i].bucket) {
         hashMap2018RefInc(b);
-        slots_[i] = b;
+        slots_[i] = o.slots_[i];
       }
     }
   }
@@ -593,7 +637,7 @@ class HashMap2018Engine {
   void releaseAll() noexcept {
     if (slots_ != nullptr) {
       for (uint32_t i = 0; i <= mask_; ++i)
-        if (slots_[i] != nullptr) Glue::bktHdrRefDec(slots_[i]);
+        if (slots_[i].bucket != nullptr) Glue::bktHdrRefDec(slots_[i].bucket);
       Lumo::SlabAllocator::deallocate(slots_, tableBytes(bucketCount()));
     }
     slots_ = nullptr;
@@ -603,7 +647,7 @@ class HashMap2018Engine {
     ++layout_;
   }
 
-  Bucket** slots_ = nullptr;
+  Slot* slots_ = nullptr;
   std::size_t size_ = 0;
   uint32_t mask_ = 0;  // bucket count - 1, when there is a table
   uint32_t seed_;

@@ -134,14 +134,6 @@ Lumo::String IntfId::name() const {
   return Lumo::String(out);
 }
 
-uint32_t IntfId::hash() const noexcept { return hash(0); }
-
-uint32_t IntfId::hash(uint32_t seed) const noexcept {
-  Brek::HashMix h(seed);
-  h.mix(id_);
-  return h.result();
-}
-
 std::ostream& operator<<(std::ostream& os, const IntfId& id) { return os << id.name(); }
 
 Vem::NboAttrLog::Out& operator<<(Vem::NboAttrLog::Out& out, const IntfId& id) {

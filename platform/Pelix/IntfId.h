@@ -12,6 +12,7 @@
 // Ordering is that of the 64-bit number. Names that fit neither form are refused.
 #pragma once
 
+#include <Brek/HashMix.h>
 #include <Lumo/String.h>
 
 #include <compare>
@@ -58,8 +59,13 @@ class IntfId {
   friend constexpr bool operator==(IntfId a, IntfId b) noexcept { return a.id_ == b.id_; }
   friend constexpr std::strong_ordering operator<=>(IntfId a, IntfId b) noexcept { return a.id_ <=> b.id_; }
 
-  uint32_t hash() const noexcept;
-  uint32_t hash(uint32_t seed) const noexcept;
+  // Inline: ids key the busiest collections.
+  uint32_t hash() const noexcept { return hash(0); }
+  uint32_t hash(uint32_t seed) const noexcept {
+    Brek::HashMix h(seed);
+    h.mix(id_);
+    return h.result();
+  }
 
  private:
   uint64_t id_ = 0;

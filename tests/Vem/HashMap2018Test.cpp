@@ -337,6 +337,47 @@ TEST(HashMap2018, AllKeysInOneBucketStillWork) {
   EXPECT_TRUE(m.contains(Flat{5}));
 }
 
+// A key whose hash is chosen by the test: the top five bits pick the slot summary bit, the low bits the
+// bucket.
+struct Aimed {
+  uint32_t v;
+  uint32_t h;
+  uint32_t hash() const noexcept { return h; }
+  friend bool operator==(const Aimed& a, const Aimed& b) noexcept { return a.v == b.v; }
+  friend std::strong_ordering operator<=>(const Aimed& a, const Aimed& b) noexcept { return a.v <=> b.v; }
+};
+
+TEST(HashMap2018, SlotSummaryFollowsErasesSplitsAndCopies) {
+  using AimedMap = Vem::HashMap2018<Vem::HashMap2018Node<Aimed, int, Vem::KeyAndRhashLegacy, 0u>>;
+  const uint32_t bitA = 3u << 27, bitB = 9u << 27;
+  AimedMap m;
+  // Same bucket (low bits 0), two keys sharing summary bit A and one with bit B.
+  m.set(Aimed{1, bitA}, 1);
+  m.set(Aimed{2, bitA}, 2);
+  m.set(Aimed{3, bitB}, 3);
+  EXPECT_FALSE(m.contains(Aimed{4, 17u << 27})) << "a miss on a clear summary bit";
+  EXPECT_TRUE(m.erase(Aimed{1, bitA}));
+  EXPECT_TRUE(m.contains(Aimed{2, bitA})) << "erasing one key keeps the bit another key shares";
+  EXPECT_TRUE(m.erase(Aimed{3, bitB}));
+  EXPECT_FALSE(m.contains(Aimed{3, bitB}));
+
+  // A copy shares the bucket; each side's summary follows its own erases.
+  AimedMap copy = m;
+  EXPECT_TRUE(copy.erase(Aimed{2, bitA}));
+  EXPECT_FALSE(copy.contains(Aimed{2, bitA}));
+  EXPECT_TRUE(m.contains(Aimed{2, bitA}));
+
+  // Growth splits buckets by low bits and shrinking merges them: every key stays findable, every
+  // erased one stays absent.
+  AimedMap big;
+  for (uint32_t i = 0; i < 2000; ++i) big.set(Aimed{i, (i * 0x9e3779b1u) ^ (i << 27)}, int(i));
+  for (uint32_t i = 0; i < 2000; i += 3) EXPECT_TRUE(big.erase(Aimed{i, (i * 0x9e3779b1u) ^ (i << 27)}));
+  for (uint32_t i = 0; i < 2000; ++i)
+    EXPECT_EQ(big.contains(Aimed{i, (i * 0x9e3779b1u) ^ (i << 27)}), i % 3 != 0) << i;
+  for (uint32_t i = 0; i < 2000; ++i) big.erase(Aimed{i, (i * 0x9e3779b1u) ^ (i << 27)});
+  EXPECT_TRUE(big.empty());
+  EXPECT_FALSE(big.contains(Aimed{5, (5 * 0x9e3779b1u) ^ (5u << 27)}));
+}
 // Child entities keyed by their own name.
 struct Child {
   Lumo::String name;
