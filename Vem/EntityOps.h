@@ -175,14 +175,26 @@ void referenceSet(const Entity& e, Map& map, const typename Map::Value& entity, 
   typename Map::Value old{};
   SetResult r = map.set(entity, &old);
   if (r == SetResult::unchanged) return;
-  const auto& key = entity->name();
+  const auto& key = entity->vemKey();
   announce(e, id, &key, r == SetResult::replaced ? &old : nullptr, &keyEquality<typename Map::Key>);
 }
 
-// Reads an entity's name as a key of the collections that hold it.
+// Reads an entity's key (its name, or its first constructor attribute) for the collections that hold it.
 template <class Child>
-struct EntityNameKey {
-  static const Lumo::String& key(const Lumo::Ptr<Child>& child) noexcept { return child->name(); }
+struct EntityKey {
+  static const auto& key(const Lumo::Ptr<Child>& child) noexcept { return child->vemKey(); }
 };
+template <class Child>
+using EntityNameKey = EntityKey<Child>;
+
+// Collection of values that carry their own key: files the value under that key.
+template <class Map>
+void collectionSetValue(const Entity& e, Map& map, const typename Map::Key& key, const typename Map::Value& value,
+                        AttributeId id) {
+  typename Map::Value old{};
+  SetResult r = map.set(value, &old);
+  if (r == SetResult::unchanged) return;
+  announce(e, id, &key, r == SetResult::replaced ? &old : nullptr, &keyEquality<typename Map::Key>);
+}
 
 }  // namespace Vem

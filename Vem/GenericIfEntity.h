@@ -2,11 +2,13 @@
 // and hash; factory types can be built from their constructor arguments.
 #pragma once
 
+#include <Lumo/Descriptors.h>
 #include <Lumo/Ptr.h>
 #include <Vem/Entity.h>
 #include <Vem/GenericIf.h>
 
 #include <new>
+#include <string>
 
 namespace Vem::GenericIfImpl {
 
@@ -23,9 +25,18 @@ struct GenericIfPtrInterfaceMethods {
   static void genericIfStrepToValue(void*, const Lumo::String&, const VemType& type, uint32_t) {
     throw RangeException(std::string(type.name()) + ": an entity reference cannot be parsed from text");
   }
+  // "Type(name)" for entities built from a name, else the type's name alone; "null" for no entity.
   static Lumo::String genericIfStrRep(const void* value, const VemType&, uint32_t) {
     const Ref& ref = *static_cast<const Ref*>(value);
-    return ref ? Lumo::String(ref->typeData().name()) : Lumo::String("null");
+    if (!ref) return Lumo::String("null");
+    VemType t = ref->typeData();
+    std::string text(t.name());
+    if (const MemberRecord* m = t.memberById(154); m != nullptr && t.impl().attributeOp != nullptr) {
+      auto field = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(m - t.module()->members));
+      Lumo::String name;
+      if (t.impl().attributeOp(&name, ref.get(), &field, 10, nullptr, nullptr) == 0) text += "(" + name.stdString() + ")";
+    }
+    return Lumo::String(text);
   }
   static uint32_t genericIfHash(const void* value, const VemType&) {
     return hashSingleAttr(static_cast<uint64_t>(reinterpret_cast<uintptr_t>(static_cast<const Ref*>(value)->get())), 0);

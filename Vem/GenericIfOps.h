@@ -47,7 +47,7 @@ struct Readable {
 template <class... R>
 struct ReadableList {};
 
-enum class AttrKind : uint8_t { scalar, collection, set, children, child, refs };
+enum class AttrKind : uint8_t { scalar, collection, keyedValues, set, children, child, refs };
 
 // One entity attribute: its id, kind, storage and generated mutators (null where it has none).
 template <uint16_t Id, AttrKind Kind, auto Field, auto Set = nullptr, auto Del = nullptr>
@@ -137,6 +137,17 @@ int collectionCommonOp(const Map& map, void* result, uint8_t op, const void* arg
   }
 }
 
+// Calls a creator with the key; further constructor arguments of the child take their defaults.
+template <class T, class R, class C, class K, class... Rest>
+void callWithKey(T& e, R (C::*creator)(K, Rest...), const std::remove_cvref_t<K>& key) {
+  (e.*creator)(key, std::remove_cvref_t<Rest>{}...);
+}
+
+template <class T, class R, class C, class K, class... Rest>
+void callWithKeyAt(T& e, R (C::*creator)(K, Rest...), const void* key) {
+  (e.*creator)(*static_cast<const std::remove_cvref_t<K>*>(key), std::remove_cvref_t<Rest>{}...);
+}
+
 template <class A, class T>
 int attributeOp(T& e, void* result, uint8_t op, const void* arg1, const void* arg2) {
   auto& stored = e.*A::field;
@@ -160,7 +171,7 @@ int attributeOp(T& e, void* result, uint8_t op, const void* arg1, const void* ar
       return ResultCode::done;
     }
     if (op == OpCode::set) {
-      (e.*A::set)(*static_cast<const Lumo::String*>(arg1));
+      callWithKeyAt(e, A::set, arg1);
       return ResultCode::done;
     }
     return ResultCode::notApplicable;
@@ -184,6 +195,8 @@ int attributeOp(T& e, void* result, uint8_t op, const void* arg1, const void* ar
       case OpCode::set:
         if constexpr (A::kind == AttrKind::collection) {
           (e.*A::set)(*key, *static_cast<const typename Stored::Value*>(arg2));
+        } else if constexpr (A::kind == AttrKind::keyedValues) {
+          (e.*A::set)(*static_cast<const typename Stored::Value*>(arg2));  // the value carries its key
         } else if constexpr (A::kind == AttrKind::refs) {
           using Ref = typename Stored::Value;
           using Child = std::remove_cvref_t<decltype(*std::declval<Ref>())>;
@@ -191,7 +204,7 @@ int attributeOp(T& e, void* result, uint8_t op, const void* arg1, const void* ar
           if (given && !given->typeData().isDerivedFrom(Child::vemType())) return ResultCode::notApplicable;
           (e.*A::set)(Ref(static_cast<Child*>(given.get())));
         } else {
-          (e.*A::set)(*key);  // sets and instantiating collections take the key alone
+          callWithKey(e, A::set, *key);  // sets and instantiating collections take the key alone
         }
         return ResultCode::done;
       case OpCode::del:
@@ -214,10 +227,12 @@ int entityAttributeOp(void* result, void* object, const void* field, uint8_t op,
   T& e = *static_cast<T*>(object);
   uint16_t id;
   if (!memberIdOf(T::vemType(), field, &id)) return ResultCode::noSuchMember;
-  if (id == 154) {
-    if (op != OpCode::nameString) return ResultCode::notApplicable;
-    *static_cast<Lumo::String*>(result) = e.name();
-    return ResultCode::done;
+  if constexpr (requires { e.name(); }) {
+    if (id == 154) {
+      if (op != OpCode::nameString) return ResultCode::notApplicable;
+      *static_cast<Lumo::String*>(result) = e.name();
+      return ResultCode::done;
+    }
   }
   int rc = ResultCode::noSuchMember;
   [&]<class... A>(AttributeList<A...>) {

@@ -54,6 +54,7 @@ inline constexpr uint16_t collection = 0x0001;
 namespace MemberFlagsB {
 inline constexpr uint16_t protobufValues = 0x8000;
 inline constexpr uint16_t constructorParameter = 0x2000;
+inline constexpr uint16_t member = 0x0100;  // set, with storedData, on every stored member
 inline constexpr uint16_t storedData = 0x0001;
 inline constexpr uint16_t set = 0x0008;
 }  // namespace MemberFlagsB

@@ -91,13 +91,8 @@ AnyValue::AnyValue(const TypeHandle& type) : type_(type) {
 }
 
 AnyValue::AnyValue(const TypeHandle& type, std::string_view text) : AnyValue(type) {
-  try {
-    type_.methods()->strepToValue(data_, Lumo::String(text), type_.type(), 0);
-  } catch (...) {
-    type_.methods()->destruct(data_);
-    ::operator delete(data_, std::align_val_t(type_.alignment()));
-    throw;
-  }
+  // Constructed by the delegated constructor already: if parsing throws, the destructor frees.
+  type_.methods()->strepToValue(data_, Lumo::String(text), type_.type(), 0);
 }
 
 AnyValue::AnyValue(const AnyValue& other) : type_(other.type_) {

@@ -40,7 +40,7 @@ template <auto MemberPtr, FixedString Name>
 struct Field {
   static constexpr auto member = MemberPtr;
   static constexpr std::string_view name = Name.view();
-  using Type = typename MemberPointerTraits<decltype(MemberPtr)>::Type;
+  using Type = std::remove_cv_t<typename MemberPointerTraits<decltype(MemberPtr)>::Type>;
 };
 
 template <class... Fields>
@@ -178,6 +178,22 @@ const Lumo::String& constantString() {
   static const Lumo::String value(Text.view());
   return value;
 }
+
+// The stored field of V named Name, as a member pointer (found in V's field list at compile time).
+template <FixedString Name, class F, class... Rest>
+consteval auto findFieldMember(FieldList<F, Rest...>) {
+  if constexpr (F::name == Name.view())
+    return F::member;
+  else
+    return findFieldMember<Name>(FieldList<Rest...>{});
+}
+
+// Reads the key of a value that carries its own key, for collections of such values.
+template <class V, FixedString Name>
+struct FieldKey {
+  static constexpr auto member = findFieldMember<Name>(typename V::VemFields{});
+  static const auto& key(const V& v) noexcept { return v.*member; }
+};
 
 // The field list of a derived value type: its base's fields, then its own.
 template <class A, class B>

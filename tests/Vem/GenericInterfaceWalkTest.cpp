@@ -67,14 +67,36 @@ TEST(GenericInterfaceWalk, EveryValueTypeBuildsPrintsParsesComparesAndReadsItsMe
     ASSERT_NE(t.impl().methods, nullptr);
     ASSERT_NE(t.impl().attributeOp, nullptr);
     TypeHandle h(t);
-    AnyValue def(h);
+    // An enumeration starts from its first enumerator: code 0 need not name one.
+    AnyValue def = t.isEnumeration() ? AnyValue(h, t.memberName(t.members().front())) : AnyValue(h);
     Lumo::String text = def.text();
+    bool holdsCollection = false;
+    for (const MemberRecord& m : t.members()) holdsCollection |= m.flagsA == 0x9c01;
+    if (holdsCollection) {
+      // Values holding a collection print but refuse to be built from text.
+      try {
+        AnyValue refused(h, text.view());
+        ADD_FAILURE() << "parsed a value that holds a collection";
+      } catch (const Vem::RangeException& e) {
+        EXPECT_NE(std::string(e.what()).find("No String constructor for "), std::string::npos);
+      }
+      return;
+    }
+    // Types whose own text form cannot carry their default value (an ACL key with an empty name).
+    static const std::set<std::string> defaultNotParsable = {"Orv::AclKey", "Orv::AclKeyWithVrf"};
+    if (defaultNotParsable.count(std::string(t.name()))) {
+      EXPECT_THROW(AnyValue(h, text.view()), Vem::RangeException);
+      return;
+    }
     AnyValue back(h, text.view());
     EXPECT_EQ(back.text(), text);
     EXPECT_TRUE(equalThroughInterface(def, back));
     bool truth = true, less = true;
     EXPECT_EQ(t.impl().attributeOp(&truth, def.data(), nullptr, Vem::OpCode::truth, nullptr, nullptr), 0);
-    EXPECT_FALSE(truth) << "a default value is false";
+    if (t.isEnumeration())
+      EXPECT_EQ(truth, t.members().front().extra != 0);
+    else
+      EXPECT_FALSE(truth) << "a default value is false";
     EXPECT_EQ(t.impl().attributeOp(&less, def.data(), nullptr, Vem::OpCode::less, back.data(), nullptr), 0);
     EXPECT_FALSE(less) << "equal values are not less in either order";
     EXPECT_EQ(t.impl().attributeOp(&less, def.data(), nullptr, 99, nullptr, nullptr), 1);

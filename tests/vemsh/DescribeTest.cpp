@@ -66,7 +66,7 @@ TEST(VemshDescribe, ValueTypeRecordAndMembers) {
   const auto& port = d.members["port"];
   EXPECT_EQ(port.heading, "member 2 port: field");
   EXPECT_EQ(port.fields.at("flags A"), "0x2c00  stored, fixed, readable");
-  EXPECT_EQ(port.fields.at("flags B"), "0x2101  constructor parameter, stored data, 0x0100");
+  EXPECT_EQ(port.fields.at("flags B"), "0x2101  constructor parameter, stored member, stored data");
   EXPECT_EQ(port.fields.at("type"), "Pelix::IntfId");  // resolved through the type-reference table
 
   const auto& vlan = d.members["vlan"];

@@ -39,7 +39,8 @@ struct Member {
     field, mutableField, computed, method, staticMethod, constant, input, enumerator,
     // Entity attributes.
     attr, collection, ordered, set, children, child, refs, nameString,
-    valueCollection  // a collection held inside a value
+    valueCollection,  // a collection held inside a value
+    key               // an entity's constructor attribute, fixed at construction
   };
   Kind kind = Kind::field;
   std::string name;
@@ -49,6 +50,8 @@ struct Member {
   std::vector<MixItem> mix;  // a declared hash body
   std::string keyTypeName;   // collections: the key type as written, then resolved
   std::string keyForm;       // collections: how the engine hashes the key (empty: by the key type)
+  std::string keyField;      // collections of values that carry their own key: the field holding it
+  bool ctorParam2 = false;   // attr: also a constructor parameter (settable afterwards)
   bool counter = false;      // attr: has xInc
   bool silent = false;       // announces nothing
   bool unlogged = false;     // never written to the attribute log

@@ -152,7 +152,10 @@ void Compilation::check(ModuleDecl& m) {
   }
   uint16_t memberIndex = 0;
   for (TypeDecl& t : m.types) {
-    if (t.kind == TypeDecl::Kind::entity) {
+    bool keyedByName = std::none_of(t.members.begin(), t.members.end(), [](const Member& x) {
+      return x.kind == Member::Kind::key || x.ctorParam2;
+    });
+    if (t.kind == TypeDecl::Kind::entity && keyedByName) {
       // Entities built from a name list the inherited read-only nameString first.
       Member nameString;
       nameString.kind = Member::Kind::nameString;
@@ -168,11 +171,22 @@ void Compilation::check(ModuleDecl& m) {
     t.firstMember = memberIndex;
     if (t.kind == TypeDecl::Kind::enumeration) checkEnumeration(m, t);
     else if (t.kind == TypeDecl::Kind::value) checkValue(m, t);
-    else if (t.kind == TypeDecl::Kind::entity) checkEntity(m, t);
+    else if (t.kind == TypeDecl::Kind::entity) checkEntity(m, t), finishEntityCtor(t);
     for (Member& mem : t.members)
       if (mem.kind == Member::Kind::enumerator) mem.attributeId = memberIndex++;
       else ++memberIndex;
   }
+  // Collections of entities are keyed by their children's first constructor attribute, known only once
+  // every type of the module has been checked.
+  for (TypeDecl& t : m.types)
+    for (Member& mem : t.members) {
+      if (!mem.holdsEntities()) continue;
+      const CtorParam& childKey = mem.type->ctorParams.front();
+      mem.keyField = childKey.field;
+      if (!mem.isCollection()) continue;
+      mem.keyTypeName = childKey.typeName;
+      checkCollectionKey(m, t, mem);
+    }
 }
 
 void Compilation::checkEnumeration(ModuleDecl& m, TypeDecl& t) {
@@ -332,8 +346,6 @@ void Compilation::checkCollectionKey(ModuleDecl& m, const TypeDecl& t, Member& m
 
 void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
   const std::string scope = t.nameSpace;
-  // Entities are built from their name.
-  t.ctorParams.push_back(CtorParam{"name", "name", std::nullopt, t.line, "Vem::String"});
   uint16_t id = 258;
   for (Member& mem : t.members) {
     if (mem.kind == Member::Kind::nameString) {
@@ -354,14 +366,33 @@ void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
       throw CompileError(m.file, mem.line, mem.name + ": entity " + mem.typeName +
                                                " can only be held by children, child or refs");
     if (mem.isCollection()) {
-      if (mem.holdsEntities()) mem.keyTypeName = "Vem::String";  // children and references are keyed by their name
-      checkCollectionKey(m, t, mem);
+      // Children and references are keyed once their type's constructor is known (after this pass);
+      // values carrying their own key were keyed above.
+      if (!mem.holdsEntities() && mem.keyField.empty()) checkCollectionKey(m, t, mem);
     }
     if (mem.defaultValue) checkDefault(m, mem, *mem.defaultValue, mem.typeName);
     if (mem.counter && !isInteger(mem.typeName))
       throw CompileError(m.file, mem.line, "counter " + mem.name + " must be an integer attribute");
-    mem.flagsB = 0x0101;
+    if (mem.kind == Member::Kind::collection && !mem.keyField.empty()) {
+      // Values that carry their own key: the key is one of the value's stored fields.
+      if (!mem.type || mem.type->kind != TypeDecl::Kind::value)
+        throw CompileError(m.file, mem.line, mem.name + ": only a value type of a definition can carry its own key");
+      auto f = std::find_if(mem.type->members.begin(), mem.type->members.end(),
+                            [&](const Member& x) { return x.name == mem.keyField && x.stored(); });
+      if (f == mem.type->members.end())
+        throw CompileError(m.file, mem.line, mem.keyField + " is not a stored field of " + mem.typeName);
+      mem.keyTypeName = f->typeName;
+      checkCollectionKey(m, t, mem);
+    }
+    if (mem.kind == Member::Kind::key) {
+      if (mem.type && mem.type->kind == TypeDecl::Kind::entity) throw CompileError(m.file, mem.line, "a key cannot be an entity");
+      if (mem.defaultValue) throw CompileError(m.file, mem.line, "a key is given at construction and takes no default");
+    }
+    mem.flagsB = (mem.kind == Member::Kind::key || mem.ctorParam2) ? 0x2101 : 0x0101;
+    if (mem.kind == Member::Kind::key || mem.ctorParam2)
+      t.ctorParams.push_back(CtorParam{mem.name, mem.name, std::nullopt, mem.line, mem.typeName});
     switch (mem.kind) {
+      case Member::Kind::key: mem.flagsA = 0x2c00; break;
       case Member::Kind::attr: mem.flagsA = 0xdc00; break;
       case Member::Kind::collection:
       case Member::Kind::ordered: mem.flagsA = 0xdc01; break;
@@ -373,6 +404,11 @@ void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
         throw CompileError(m.file, mem.line, "member " + mem.name + " cannot be declared in an entity");
     }
   }
+}
+
+void Compilation::finishEntityCtor(TypeDecl& t) {
+  // Entities are built from their name unless they declare constructor attributes.
+  if (t.ctorParams.empty()) t.ctorParams.push_back(CtorParam{"name", "name", std::nullopt, t.line, "Vem::String"});
 }
 
 void Compilation::buildTables(ModuleDecl& m) {
@@ -393,10 +429,13 @@ void Compilation::buildTables(ModuleDecl& m) {
       memberNames.insert(mem.name);
       if (mem.type) refs.insert(mem.type->qualifiedName());
       if (mem.keyType) refs.insert(mem.keyType->qualifiedName());
-      if (mem.kind == Member::Kind::children || mem.kind == Member::Kind::child || mem.kind == Member::Kind::refs) {
-        // Their records name the key field and list the child's constructor arguments.
-        memberNames.insert("name");
-        typeNames.insert("Vem::String");
+      if (!mem.keyField.empty()) memberNames.insert(mem.keyField);  // the key field inside the held values
+      if (mem.kind == Member::Kind::children || mem.kind == Member::Kind::child) {
+        // Their records list the child's constructor arguments.
+        for (const CtorParam& p : mem.type->ctorParams) {
+          memberNames.insert(p.name);
+          typeNames.insert(p.typeName);
+        }
       }
       for (const Param& p : mem.params) {
         memberNames.insert(p.name);
@@ -441,11 +480,12 @@ void Compilation::buildTables(ModuleDecl& m) {
       mem.typeRef = mem.type ? tb.typeRefIndex.at(mem.type->qualifiedName()) : builtinCode(mem.typeName);
       if (mem.isCollection())
         mem.keyTypeRef = mem.keyType ? tb.typeRefIndex.at(mem.keyType->qualifiedName()) : builtinCode(mem.keyTypeName);
-      if (mem.holdsEntities()) {
-        if (mem.isCollection()) mem.enumValue = tb.memberNameOffset.at("name");  // the key field of the child
+      if (!mem.keyField.empty() && mem.isCollection()) mem.enumValue = tb.memberNameOffset.at(mem.keyField);
+      if (mem.kind == Member::Kind::children || mem.kind == Member::Kind::child) {
         mem.firstParam = static_cast<uint16_t>(tb.params.size());
-        tb.params.push_back(ParamRow{tb.memberNameOffset.at("name"), tb.typeNameOffset.at("Vem::String"),
-                                     t.name + "::" + mem.name + "(name: Vem::String)"});
+        for (const CtorParam& p : mem.type->ctorParams)
+          tb.params.push_back(ParamRow{tb.memberNameOffset.at(p.name), tb.typeNameOffset.at(p.typeName),
+                                       t.name + "::" + mem.name + "(" + p.name + ": " + p.typeName + ")"});
         tb.params.push_back(ParamRow{0, 0, "end"});
       }
       if (mem.params.empty()) continue;

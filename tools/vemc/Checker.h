@@ -51,6 +51,7 @@ class Compilation {
   void checkEnumeration(ModuleDecl& m, TypeDecl& t);
   void checkEntity(ModuleDecl& m, TypeDecl& t);
   void checkCollectionKey(ModuleDecl& m, const TypeDecl& t, Member& mem);
+  void finishEntityCtor(TypeDecl& t);
   void checkDefault(const ModuleDecl& m, const Member& member, const Literal& l, const std::string& typeName);
   const TypeDecl* resolve(const ModuleDecl& m, const std::string& scope, const std::string& name, int line) const;
   void buildTables(ModuleDecl& m);

@@ -357,6 +357,70 @@ class Writer {
   }
 
 
+  static bool keyedByName(const TypeDecl& t) { return t.ctorParams.size() == 1 && t.ctorParams[0].field == "name"; }
+
+  // The constructor's parameter list of an entity type, for declarations (or, without types, for calls).
+  std::string entityCtorParams(const TypeDecl& t, bool withTypes) {
+    std::string s;
+    for (const CtorParam& p : t.ctorParams) {
+      if (!s.empty()) s += ", ";
+      if (withTypes) s += argType(p.typeName, typeOf(p.typeName)) + " ";
+      s += p.name;
+    }
+    return s;
+  }
+  const TypeDecl* typeOf(const std::string& qualified) {
+    return Compilation::isBuiltin(qualified) ? nullptr : findTypeAnywhere(qualified);
+  }
+  const TypeDecl* findTypeAnywhere(const std::string& qualified) {
+    if (const TypeDecl* t = findType(qualified)) return t;
+    for (const ModuleDecl* imp : c_.importsOf(m_))
+      for (const TypeDecl& t : imp->types)
+        if (t.qualifiedName() == qualified) return &t;
+    return nullptr;
+  }
+  // A registered type's identity as an expression, for errors that print values through the registry.
+  std::string vemTypeExpr(const TypeDecl& t) {
+    return "Vem::VemType(&" + descriptorSymbol(*t.module) + ", " + std::to_string(t.index) + ")";
+  }
+
+  // Reconciles the further constructor arguments of a child that already exists: every fixed argument
+  // must equal the child's value (checked first, so that a conflict changes nothing), then settable
+  // ones go through the child's setters.
+  std::string reconcileBody(const TypeDecl& child, std::size_t firstArg) {
+    std::string out;
+    for (std::size_t i = firstArg; i < child.ctorParams.size(); ++i) {
+      const CtorParam& p = child.ctorParams[i];
+      const Member* m = nullptr;
+      for (const Member& x : child.members)
+        if (x.name == p.field) m = &x;
+      if (m == nullptr || m->ctorParam2) continue;
+      const std::string have = "existing." + p.field + "()", want = p.name;
+      std::string id = std::to_string(m->attributeId);
+      std::string raise;
+      const std::string& tn = p.typeName;
+      if (tn == "Vem::String")
+        raise = "Vem::throwMutatorReinstantiating(existing, " + id + ", " + have + ", " + want + ")";
+      else if (tn == "U8" || tn == "U16" || tn == "U32" || tn == "S32" || tn == "bool" ||
+               (m->type && m->type->kind == TypeDecl::Kind::enumeration))
+        raise = "Vem::throwMutatorReinstantiating(existing, " + id + ", static_cast<uint32_t>(" + have +
+                "), static_cast<uint32_t>(" + want + "))";
+      else if (m->type)
+        raise = "{\n      const auto& had = " + have + ";\n      Vem::Impl::throwMutatorReinstVal(existing, " + id + ", " +
+                vemTypeExpr(*m->type) + ", &had, &" + want + ");\n    }";
+      else
+        raise = "Vem::throwMutatorReinstantiating(existing, " + id + ", Lumo::String(std::to_string(" + have +
+                ")), Lumo::String(std::to_string(" + want + ")))";
+      out += "    if (!(" + have + " == " + want + ")) " + raise + (raise.back() == '}' ? "\n" : ";\n");
+    }
+    for (std::size_t i = firstArg; i < child.ctorParams.size(); ++i) {
+      const CtorParam& p = child.ctorParams[i];
+      for (const Member& x : child.members)
+        if (x.name == p.field && x.ctorParam2) out += "    existing." + p.field + "Is(" + p.name + ");\n";
+    }
+    return out;
+  }
+
   std::vector<const TypeDecl*> entitiesInDependencyOrder() {
     // An owner's collection of children is complete only once the child class is.
     std::vector<const TypeDecl*> out;
@@ -383,15 +447,18 @@ class Writer {
     return c;
   }
 
-  // The collection's C++ type and, for hash collections, its node type.
+  // The collection's node type.
   std::string nodeType(const Member& mem) {
     const std::string seed = hex(mem.seedConstant) + "u";
     const std::string form = "Vem::" + mem.keyForm;
     if (mem.kind == Member::Kind::set)
       return "Vem::HashMap2018SetNode<" + cppType(mem.keyTypeName) + ", " + form + ", " + seed + ">";
     if (mem.holdsEntities())
-      return "Vem::HashMap2018NodeInternalKey<Lumo::Ptr<" + mem.typeName + ">, Vem::EntityNameKey<" + mem.typeName +
-             ">, " + form + ", " + seed + ">";
+      return "Vem::HashMap2018NodeInternalKey<Lumo::Ptr<" + mem.typeName + ">, Vem::EntityKey<" + mem.typeName + ">, " +
+             form + ", " + seed + ">";
+    if (!mem.keyField.empty())
+      return "Vem::HashMap2018NodeInternalKey<" + mem.typeName + ", Vem::FieldKey<" + mem.typeName + ", " +
+             quoted(mem.keyField) + ">, " + form + ", " + seed + ">";
     return "Vem::HashMap2018Node<" + cppType(mem.keyTypeName) + ", " + cppType(mem.typeName) + ", " + form + ", " + seed + ">";
   }
   std::string collectionType(const Member& mem) {
@@ -402,28 +469,34 @@ class Writer {
   }
   std::string storedType(const Member& mem) {
     if (mem.kind == Member::Kind::child) return "Lumo::Ptr<" + mem.typeName + ">";
+    if (mem.kind == Member::Kind::key) return "const " + cppType(mem.typeName);
     if (mem.isCollection()) return collectionType(mem);
     return cppType(mem.typeName);
   }
 
   void entityDeclaration(std::ostringstream& h, const TypeDecl& t) {
     const std::string n = t.name;
+    const bool named = keyedByName(t);
     h << "\nclass " << n << " : public Vem::Entity {\n public:\n";
     for (const Member& mem : t.members)
       if (mem.isCollection() && mem.kind != Member::Kind::ordered)
         h << "  using HN_" << capitalized(mem.name) << " = " << nodeType(mem) << ";\n";
-    h << "\n  explicit " << n << "(const Lumo::String& name);\n"
+    h << "\n  " << (t.ctorParams.size() == 1 ? "explicit " : "") << n << "(" << entityCtorParams(t, true) << ");\n"
       << "  ~" << n << "() override;\n"
       << "  " << n << "(const " << n << "&) = delete;\n"
       << "  " << n << "& operator=(const " << n << "&) = delete;\n\n"
       << "  static constexpr std::string_view vemTypeName = " << quoted(t.qualifiedName()) << ";\n"
-      << "  static Vem::VemType vemType() noexcept { return Vem::VemType(&" << descriptorSymbol(m_) << ", " << t.index
-      << "); }\n"
+      << "  static Vem::VemType vemType() noexcept { return " << vemTypeExpr(t) << "; }\n"
       << "  using FlowOut = Vem::NboAttrLog::FlowOutFor<" << n << ">;\n"
       << "  Vem::VemType typeData() const override { return vemType(); }\n"
-      << "  Lumo::Publisher& publisher() const override { return publisher_; }\n\n"
-      << "  const Lumo::String& name() const noexcept { return name_; }\n"
-      << "  const Lumo::String& nameString() const noexcept { return name_; }\n";
+      << "  Lumo::Publisher& publisher() const override { return publisher_; }\n\n";
+    const CtorParam& first = t.ctorParams.front();
+    const std::string keyRet = argType(first.typeName, typeOf(first.typeName));
+    h << "  // The key under which collections of this type file it: its first constructor attribute.\n"
+      << "  const " << cppType(first.typeName) << "& vemKey() const noexcept { return " << first.field << "_; }\n";
+    if (named)
+      h << "  const Lumo::String& name() const noexcept { return name_; }\n"
+        << "  const Lumo::String& nameString() const noexcept { return name_; }\n";
     for (const Member& mem : t.members) {
       if (mem.kind == Member::Kind::nameString) continue;
       const std::string x = mem.name, v = storage(mem);
@@ -432,6 +505,9 @@ class Writer {
       const std::string ptr = "Lumo::Ptr<" + mem.typeName + ">";
       h << "\n  // " << x << " (" << mem.attributeId << ")\n";
       switch (mem.kind) {
+        case Member::Kind::key:
+          h << "  " << val << " " << x << "() const noexcept { return " << v << "; }\n";
+          break;
         case Member::Kind::attr:
           h << "  " << val << " " << x << "() const noexcept { return " << v << "; }\n"
             << "  void " << x << "Is(" << val << " value);\n";
@@ -441,9 +517,12 @@ class Writer {
         case Member::Kind::ordered:
           h << "  // The value under `key`, or the value type's default when there is none.\n"
             << "  " << cppType(mem.typeName) << " " << x << "(" << key << " key) const;\n"
-            << "  const " << collectionType(mem) << "& " << x << "() const noexcept { return " << v << "; }\n"
-            << "  void " << x << "Is(" << key << " key, " << val << " value);\n"
-            << "  " << cppType(mem.typeName) << " " << x << "Del(" << key << " key);\n"
+            << "  const " << collectionType(mem) << "& " << x << "() const noexcept { return " << v << "; }\n";
+          if (mem.keyField.empty())
+            h << "  void " << x << "Is(" << key << " key, " << val << " value);\n";
+          else
+            h << "  // Files the value under its own " << mem.keyField << ".\n  void " << x << "Is(" << val << " value);\n";
+          h << "  " << cppType(mem.typeName) << " " << x << "Del(" << key << " key);\n"
             << "  void " << x << "DelAll();\n";
           break;
         case Member::Kind::set:
@@ -454,25 +533,26 @@ class Writer {
             << "  void " << x << "DelAll();\n";
           break;
         case Member::Kind::children:
-          h << "  // The child of that name, or null.\n"
-            << "  " << ptr << " " << x << "(const Lumo::String& name) const;\n"
+          h << "  // The child under that key, or null.\n"
+            << "  " << ptr << " " << x << "(" << key << " key) const;\n"
             << "  const " << collectionType(mem) << "& " << x << "() const noexcept { return " << v << "; }\n"
-            << "  // The existing child of that name, or a new one, parented here and announced.\n"
-            << "  " << ptr << " " << x << "Is(const Lumo::String& name);\n"
-            << "  " << ptr << " " << x << "Del(const Lumo::String& name);\n"
+            << "  // The existing child under that key (its further arguments reconciled), or a new one, parented here\n"
+            << "  // and announced.\n"
+            << "  " << ptr << " " << x << "Is(" << entityCtorParams(*mem.type, true) << ");\n"
+            << "  " << ptr << " " << x << "Del(" << key << " key);\n"
             << "  void " << x << "DelAll();\n";
           break;
         case Member::Kind::refs:
-          h << "  " << ptr << " " << x << "(const Lumo::String& name) const;\n"
+          h << "  " << ptr << " " << x << "(" << key << " key) const;\n"
             << "  const " << collectionType(mem) << "& " << x << "() const noexcept { return " << v << "; }\n"
-            << "  // Files a reference to an entity created elsewhere, under its name; refuses null.\n"
+            << "  // Files a reference to an entity created elsewhere, under its key; refuses null.\n"
             << "  void " << x << "Is(const " << ptr << "& entity);\n"
-            << "  " << ptr << " " << x << "Del(const Lumo::String& name);\n"
+            << "  " << ptr << " " << x << "Del(" << key << " key);\n"
             << "  void " << x << "DelAll();\n";
           break;
         case Member::Kind::child:
           h << "  const " << ptr << "& " << x << "() const noexcept { return " << v << "; }\n"
-            << "  " << ptr << " " << x << "Is(const Lumo::String& name);\n"
+            << "  " << ptr << " " << x << "Is(" << entityCtorParams(*mem.type, true) << ");\n"
             << "  " << ptr << " " << x << "Del();\n";
           break;
         default:
@@ -484,42 +564,56 @@ class Writer {
       << "  static void* operator new(std::size_t size) { return memAllocationTracker_.allocate(size); }\n"
       << "  static void operator delete(void* p, std::size_t size) noexcept { memAllocationTracker_.deallocate(p, size); }\n"
       << "\n private:\n"
-      << "  mutable Lumo::Publisher publisher_;\n"
-      << "  const Lumo::String name_;\n";
+      << "  mutable Lumo::Publisher publisher_;\n";
+    if (named) h << "  const Lumo::String name_;\n";
     for (const Member& mem : t.members) {
       if (mem.kind == Member::Kind::nameString) continue;
       h << "  " << storedType(mem) << " " << storage(mem);
       if (mem.defaultValue) h << " = " << literalCpp(*mem.defaultValue, mem.typeName, mem.type);
-      else h << "{}";
+      else if (mem.kind != Member::Kind::key) h << "{}";
       h << ";\n";
     }
-    h << "\n public:\n  // Every attribute as the generic interface and the attribute log reach it.\n"
+    h << "\n public:\n  // The constructor attributes in constructor order: what the attribute log sends to build a mirror.\n"
+      << "  using VemCtorFields = Vem::FieldList<";
+    for (std::size_t i = 0; i < t.ctorParams.size(); ++i)
+      h << (i ? "," : "") << "\n      Vem::Field<&" << n << "::" << t.ctorParams[i].field << "_, " << quoted(t.ctorParams[i].field)
+        << ">";
+    h << ">;\n"
+      << "  // Every attribute as the generic interface and the attribute log reach it.\n"
       << "  using VemAttributes = Vem::AttributeList<";
-    bool first = true;
+    bool firstAttr = true;
     for (const Member& mem : t.members) {
       if (mem.kind == Member::Kind::nameString) continue;
-      std::string kind = mem.kind == Member::Kind::attr                                              ? "scalar"
-                         : mem.kind == Member::Kind::set                                             ? "set"
-                         : mem.kind == Member::Kind::children                                        ? "children"
-                         : mem.kind == Member::Kind::child                                           ? "child"
-                         : mem.kind == Member::Kind::refs                                            ? "refs"
-                                                                                                     : "collection";
-      h << (first ? "" : ",") << "\n      Vem::Attribute<" << mem.attributeId << ", Vem::AttrKind::" << kind << ", &" << n
-        << "::" << storage(mem) << ", &" << n << "::" << mem.name << "Is";
+      std::string kind = mem.kind == Member::Kind::attr || mem.kind == Member::Kind::key ? "scalar"
+                         : mem.kind == Member::Kind::set                              ? "set"
+                         : mem.kind == Member::Kind::children                         ? "children"
+                         : mem.kind == Member::Kind::child                            ? "child"
+                         : mem.kind == Member::Kind::refs                             ? "refs"
+                         : !mem.keyField.empty()                                      ? "keyedValues"
+                                                                                      : "collection";
+      h << (firstAttr ? "" : ",") << "\n      Vem::Attribute<" << mem.attributeId << ", Vem::AttrKind::" << kind << ", &" << n
+        << "::" << storage(mem);
+      if (mem.kind != Member::Kind::key) h << ", &" << n << "::" << mem.name << "Is";
       if (mem.isCollection() || mem.kind == Member::Kind::child) h << ", &" << n << "::" << mem.name << "Del";
       h << ">";
-      first = false;
+      firstAttr = false;
     }
     h << ">;\n};\n"
-      << "Lumo::Ptr<" << n << "> " << n << "Is(const Lumo::String& name);\n";
-    if (t.factory) h << "Lumo::Ptr<" << n << "> " << lowerInitial(n) << "Factory(const Lumo::String& name);\n";
+      << "Lumo::Ptr<" << n << "> " << n << "Is(" << entityCtorParams(t, true) << ");\n";
+    if (t.factory) h << "Lumo::Ptr<" << n << "> " << lowerInitial(n) << "Factory(" << entityCtorParams(t, true) << ");\n";
   }
 
   void entityDefinitions(std::ostringstream& s, const TypeDecl& t) {
     openNamespace(s, t.nameSpace);
     const std::string n = t.name, q = t.qualifiedName();
     s << "\nLumo::AllocationTracker " << n << "::memAllocationTracker_(" << quoted(q) << ");\n\n"
-      << n << "::" << n << "(const Lumo::String& name) : name_(name) {}\n\n"
+      << n << "::" << n << "(" << entityCtorParams(t, true) << ")";
+    bool firstInit = true;
+    for (const CtorParam& p : t.ctorParams) {
+      s << (firstInit ? "\n    : " : ", ") << p.field << "_(" << p.name << ")";
+      firstInit = false;
+    }
+    s << " {}\n\n"
       << n << "::~" << n << "() {\n  nodeFlagIs(Vem::kEntityLiveFlag, false);\n";
     for (const Member& mem : t.members) {
       if (mem.kind == Member::Kind::children) s << "  Vem::childrenRelease(" << storage(mem) << ");\n";
@@ -528,7 +622,7 @@ class Writer {
     }
     s << "}\n";
     for (const Member& mem : t.members) {
-      if (mem.kind == Member::Kind::nameString) continue;
+      if (mem.kind == Member::Kind::nameString || mem.kind == Member::Kind::key) continue;
       const std::string x = mem.name, v = storage(mem), id = std::to_string(mem.attributeId);
       const std::string val = argType(mem.typeName, mem.type);
       const std::string key = argType(mem.keyTypeName, mem.keyType);
@@ -549,10 +643,14 @@ class Writer {
         case Member::Kind::ordered:
           s << cppType(mem.typeName) << " " << self << x << "(" << key << " key) const {\n"
             << "  const auto* value = " << v << ".find(key);\n"
-            << "  return value ? *value : " << cppType(mem.typeName) << "{};\n}\n"
-            << "void " << self << x << "Is(" << key << " key, " << val << " value) { Vem::collectionSet(*this, " << v
-            << ", key, value, " << id << "); }\n"
-            << cppType(mem.typeName) << " " << self << x << "Del(" << key << " key) { return Vem::collectionDel(*this, " << v
+            << "  return value ? *value : " << cppType(mem.typeName) << "{};\n}\n";
+          if (mem.keyField.empty())
+            s << "void " << self << x << "Is(" << key << " key, " << val << " value) { Vem::collectionSet(*this, " << v
+              << ", key, value, " << id << "); }\n";
+          else
+            s << "void " << self << x << "Is(" << val << " value) {\n  Vem::collectionSetValue(*this, " << v << ", HN_"
+              << capitalized(x) << "::keyOfValue(value), value, " << id << ");\n}\n";
+          s << cppType(mem.typeName) << " " << self << x << "Del(" << key << " key) { return Vem::collectionDel(*this, " << v
             << ", key, " << id << "); }\n"
             << "void " << self << x << "DelAll() { Vem::collectionDelAll(*this, " << v << ", " << id << "); }\n";
           break;
@@ -561,41 +659,48 @@ class Writer {
             << "bool " << self << x << "Del(" << key << " key) { return Vem::setDel(*this, " << v << ", key, " << id << "); }\n"
             << "void " << self << x << "DelAll() { Vem::setDelAll(*this, " << v << ", " << id << "); }\n";
           break;
-        case Member::Kind::children:
-          s << ptr << " " << self << x << "(const Lumo::String& name) const {\n"
-            << "  const auto* child = " << v << ".find(name);\n  return child ? *child : " << ptr << "();\n}\n"
-            << ptr << " " << self << x << "Is(const Lumo::String& name) {\n"
-            << "  return Vem::childIs(*this, " << v << ", name, " << id << ", [&] { return " << mem.typeName
-            << "Is(name); }, [](const " << mem.typeName << "&) {});\n}\n"
-            << ptr << " " << self << x << "Del(const Lumo::String& name) { return Vem::childDel(*this, " << v << ", name, "
-            << id << "); }\n"
+        case Member::Kind::children: {
+          const TypeDecl& child = *mem.type;
+          const std::string firstArg = child.ctorParams.front().name;
+          s << ptr << " " << self << x << "(" << key << " key) const {\n"
+            << "  const auto* child = " << v << ".find(key);\n  return child ? *child : " << ptr << "();\n}\n"
+            << ptr << " " << self << x << "Is(" << entityCtorParams(child, true) << ") {\n"
+            << "  return Vem::childIs(\n      *this, " << v << ", " << firstArg << ", " << id << ", [&] { return "
+            << mem.typeName << "Is(" << entityCtorParams(child, false) << "); },\n"
+            << "      [&]([[maybe_unused]] " << mem.typeName << "& existing) {\n" << reconcileBody(child, 1) << "      });\n}\n"
+            << ptr << " " << self << x << "Del(" << key << " key) { return Vem::childDel(*this, " << v << ", key, " << id
+            << "); }\n"
             << "void " << self << x << "DelAll() { Vem::childDelAll(*this, " << v << ", " << id << "); }\n";
           break;
+        }
         case Member::Kind::refs:
-          s << ptr << " " << self << x << "(const Lumo::String& name) const {\n"
-            << "  const auto* entity = " << v << ".find(name);\n  return entity ? *entity : " << ptr << "();\n}\n"
+          s << ptr << " " << self << x << "(" << key << " key) const {\n"
+            << "  const auto* entity = " << v << ".find(key);\n  return entity ? *entity : " << ptr << "();\n}\n"
             << "void " << self << x << "Is(const " << ptr << "& entity) {\n"
             << "  if (!entity) Vem::throwMutatorArgNullPointerException(vemType(), " << id << ");\n"
             << "  Vem::referenceSet(*this, " << v << ", entity, " << id << ");\n}\n"
-            << ptr << " " << self << x << "Del(const Lumo::String& name) { return Vem::collectionDel(*this, " << v
-            << ", name, " << id << "); }\n"
+            << ptr << " " << self << x << "Del(" << key << " key) { return Vem::collectionDel(*this, " << v << ", key, " << id
+            << "); }\n"
             << "void " << self << x << "DelAll() { Vem::collectionDelAll(*this, " << v << ", " << id << "); }\n";
           break;
-        case Member::Kind::child:
-          s << ptr << " " << self << x << "Is(const Lumo::String& name) {\n"
-            << "  return Vem::singletonIs(*this, " << v << ", " << id << ", [&] { return " << mem.typeName
-            << "Is(name); }, [&](const " << mem.typeName << "& existing) {\n"
-            << "    if (existing.name() != name) Vem::throwMutatorReinstantiating(existing, 154, existing.name(), name);\n  });\n}\n"
+        case Member::Kind::child: {
+          const TypeDecl& child = *mem.type;
+          s << ptr << " " << self << x << "Is(" << entityCtorParams(child, true) << ") {\n"
+            << "  return Vem::singletonIs(\n      *this, " << v << ", " << id << ", [&] { return " << mem.typeName << "Is("
+            << entityCtorParams(child, false) << "); },\n"
+            << "      [&]([[maybe_unused]] " << mem.typeName << "& existing) {\n" << reconcileBody(child, 0) << "      });\n}\n"
             << ptr << " " << self << x << "Del() { return Vem::singletonDel(*this, " << v << ", " << id << "); }\n";
           break;
+        }
         default:
           break;
       }
     }
-    s << "\nLumo::Ptr<" << n << "> " << n << "Is(const Lumo::String& name) { return Lumo::newNode<" << n << ">(name); }\n";
+    s << "\nLumo::Ptr<" << n << "> " << n << "Is(" << entityCtorParams(t, true) << ") {\n  return Lumo::newNode<" << n << ">("
+      << entityCtorParams(t, false) << ");\n}\n";
     if (t.factory)
-      s << "Lumo::Ptr<" << n << "> " << lowerInitial(n) << "Factory(const Lumo::String& name) { return Lumo::newNode<" << n
-        << ">(name); }\n";
+      s << "Lumo::Ptr<" << n << "> " << lowerInitial(n) << "Factory(" << entityCtorParams(t, true) << ") {\n  return Lumo::newNode<"
+        << n << ">(" << entityCtorParams(t, false) << ");\n}\n";
   }
 
   // ---- source ---------------------------------------------------------------------------------------

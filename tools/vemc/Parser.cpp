@@ -135,8 +135,9 @@ class Parser {
   void entityMember(TypeDecl& d) {
     Member m;
     m.line = peek().line;
-    std::string word = identifier("an attribute kind (attr, collection, ordered, set, children, child, refs)");
-    if (word == "attr") m.kind = Member::Kind::attr;
+    std::string word = identifier("an attribute kind (key, attr, collection, ordered, set, children, child, refs)");
+    if (word == "key") m.kind = Member::Kind::key;
+    else if (word == "attr") m.kind = Member::Kind::attr;
     else if (word == "collection") m.kind = Member::Kind::collection;
     else if (word == "ordered") m.kind = Member::Kind::ordered;
     else if (word == "set") m.kind = Member::Kind::set;
@@ -148,7 +149,11 @@ class Parser {
     if (m.name.find("::") != std::string::npos) fail("an attribute name is a plain identifier");
     expectPunct(":");
     std::string first = identifier("a type");
-    if (m.kind == Member::Kind::collection || m.kind == Member::Kind::ordered) {
+    if (m.kind == Member::Kind::collection && acceptWord("by")) {
+      // The values carry their own key in one of their fields.
+      m.typeName = first;
+      m.keyField = identifier("the value's key field");
+    } else if (m.kind == Member::Kind::collection || m.kind == Member::Kind::ordered) {
       m.keyTypeName = first;
       expectPunct("->");
       m.typeName = identifier("the value type");
@@ -160,8 +165,9 @@ class Parser {
     }
     if (m.kind == Member::Kind::attr && acceptPunct("=")) m.defaultValue = literal();
     while (!acceptPunct(";")) {
-      std::string option = identifier("an option (counter, silent, unlogged, keyform) or ';'");
+      std::string option = identifier("an option (ctor, counter, silent, unlogged, keyform) or ';'");
       if (option == "counter" && m.kind == Member::Kind::attr) m.counter = true;
+      else if (option == "ctor" && m.kind == Member::Kind::attr) m.ctorParam2 = true;
       else if (option == "silent") m.silent = true;
       else if (option == "unlogged") m.unlogged = true;
       else if (option == "keyform" && m.isCollection()) m.keyForm = identifier("a key form");

@@ -31,6 +31,7 @@ constexpr std::array flagsAWordTable{
 
 constexpr std::array flagsBWordTable{
     BitWord{Vem::MemberFlagsB::constructorParameter, "constructor parameter"},
+    BitWord{Vem::MemberFlagsB::member, "stored member"},
     BitWord{Vem::MemberFlagsB::storedData, "stored data"},
     BitWord{Vem::MemberFlagsB::set, "set"},
     BitWord{Vem::MemberFlagsB::protobufValues, "protobuf values"},

@@ -1,6 +1,7 @@
 #include "Dispatch.h"
 
 #include "Commands.h"
+#include "EntityCommand.h"
 #include "LoadLibrary.h"
 #include "TextTable.h"
 
@@ -31,6 +32,8 @@ constexpr std::array commands{
                 [](std::ostream& out, Args a) { describeType(out, a[0]); }},
     CommandSpec{"value", "TYPE TEXT", "parse a value's text form; print it back and its hash", 2, 2,
                 [](std::ostream& out, Args a) { showValue(out, a[0], a[1]); }},
+    CommandSpec{"entity", "TYPE NAME OP...", "build an entity by name and run get/set/put/add/del/ls/count", 2, 64,
+                [](std::ostream& out, Args a) { runEntity(out, a); }},
     CommandSpec{"help", "", "this text", 0, 0, [](std::ostream& out, Args) { writeUsage(out); }},
 };
 
@@ -56,7 +59,9 @@ void writeUsage(std::ostream& out) {
   table.write(out, "  ");
   out << "\n"
          "TYPE is a qualified name (Orv::PortVlanPair); TEXT is the value's text form,\n"
-         "for example 'Orv::PortVlanPair(port=Ethernet3/1, vlan=100)'.\n";
+         "for example 'Orv::PortVlanPair(port=Ethernet3/1, vlan=100)'. Strings are quoted: '\"Ethernet1\"'.\n"
+         "entity operations: get ATTR | set ATTR VALUE | put ATTR KEY VALUE | add ATTR KEY |\n"
+         "del ATTR KEY | ls ATTR | count ATTR\n";
 }
 
 int runCommand(Args words, std::ostream& out, std::ostream& err) {

@@ -1,0 +1,125 @@
+// Entity shapes beyond names: entities keyed by another attribute with settable constructor attributes,
+// children reconciled on re-creation, references, values carrying their own key, sets, ordered maps and
+// singletons.
+#include <modules/VemTestTypes.h>
+
+#include <Lumo/Publisher.h>
+#include <Vem/Registry.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace VemTest;
+using Pelix::IntfId;
+
+struct Log : Lumo::Subscriber {
+  explicit Log(Vem::Entity& e) : entity(e) { e.publisher().subscriberAdd(this); }
+  ~Log() override { entity.publisher().subscriberDel(this); }
+  void onChange(Lumo::AttributeId id, const void*, const void* old) override {
+    ids.push_back(std::to_string(id) + (old ? "~" : "+"));
+  }
+  Vem::Entity& entity;
+  std::vector<std::string> ids;
+};
+
+TEST(EntityShape, ChildrenKeyedByAnotherAttributeAreReconciledOnReCreation) {
+  auto dir = dirFactory(Lumo::String("d"));
+  Log dirLog(*dir);
+  auto port = dir->portIs(IntfId("Ethernet1"), 100);
+  EXPECT_EQ(port->intfId(), IntfId("Ethernet1"));
+  EXPECT_EQ(port->speed(), 100u);
+  EXPECT_EQ(port->vemKey(), IntfId("Ethernet1"));
+  Log portLog(*port);
+  auto again = dir->portIs(IntfId("Ethernet1"), 200);  // the settable argument goes through the setter
+  EXPECT_EQ(again, port);
+  EXPECT_EQ(port->speed(), 200u);
+  EXPECT_EQ(portLog.ids, (std::vector<std::string>{"259~"}));
+  EXPECT_EQ(dirLog.ids, (std::vector<std::string>{"258+"}));  // the owner announces the creation only
+  EXPECT_EQ(dir->port(IntfId("Ethernet1")), port);
+  EXPECT_EQ(dir->port(IntfId("Ethernet2")), nullptr);
+}
+
+TEST(EntityShape, SingletonReCreationWithAnotherFixedArgumentIsRefused) {
+  auto dir = dirFactory(Lumo::String("d"));
+  auto single = dir->singleIs(IntfId("Ethernet1"), 5);
+  EXPECT_EQ(single->parent(), dir.get());
+  EXPECT_EQ(dir->singleIs(IntfId("Ethernet1"), 6), single);
+  EXPECT_EQ(single->speed(), 6u);
+  EXPECT_THROW(dir->singleIs(IntfId("Ethernet2"), 7), Vem::EntityError);
+  EXPECT_EQ(single->speed(), 6u);  // nothing changed
+  EXPECT_EQ(dir->single()->intfId(), IntfId("Ethernet1"));
+  EXPECT_EQ(dir->singleDel(), single);
+  EXPECT_EQ(single->parent(), nullptr);
+  EXPECT_EQ(dir->single(), nullptr);
+}
+
+TEST(EntityShape, ReferencesAreFiledUnderTheEntityKeyAndRefuseNull) {
+  auto dir = dirFactory(Lumo::String("d"));
+  auto elsewhere = PortIs(IntfId("Ethernet9"), 10);
+  Log log(*dir);
+  dir->seenIs(elsewhere);
+  dir->seenIs(elsewhere);  // the same reference: no change
+  EXPECT_EQ(dir->seen(IntfId("Ethernet9")), elsewhere);
+  EXPECT_EQ(elsewhere->parent(), nullptr);  // references do not adopt
+  EXPECT_THROW(dir->seenIs(Lumo::Ptr<Port>()), Vem::EntityError);
+  EXPECT_EQ(dir->seenDel(IntfId("Ethernet9")), elsewhere);
+  EXPECT_EQ(log.ids, (std::vector<std::string>{"259+", "259~"}));
+  EXPECT_EQ(elsewhere->useCount(), 1u);
+}
+
+TEST(EntityShape, ValuesCarryingTheirKeySetsAndOrderedMaps) {
+  auto dir = dirFactory(Lumo::String("d"));
+  Log log(*dir);
+  dir->boundedIs(Bounded(3, 10));
+  dir->boundedIs(Bounded(3, 10));  // equal: nothing
+  dir->boundedIs(Bounded(3, 11));  // same key, another value: replaced
+  EXPECT_EQ(dir->bounded(3), Bounded(3, 11));
+  EXPECT_EQ(dir->bounded().size(), 1u);
+  dir->flagsIs(7);
+  dir->flagsIs(7);
+  EXPECT_TRUE(dir->flagsHas(7));
+  EXPECT_TRUE(dir->flagsDel(7));
+  EXPECT_FALSE(dir->flagsDel(7));
+  for (uint32_t k : {5u, 1u, 3u}) dir->sortedIs(k, Lumo::String(std::to_string(k)));
+  std::vector<uint32_t> order;
+  for (auto it = dir->sorted().begin(); it.valid(); it.next()) order.push_back(it.key());
+  EXPECT_EQ(order, (std::vector<uint32_t>{1, 3, 5}));
+  EXPECT_EQ(log.ids, (std::vector<std::string>{"260+", "260~", "261+", "261~", "262+", "262+", "262+"}));
+}
+
+TEST(EntityShape, RegistrationOfKeyedEntitiesAndTheirCollections) {
+  auto port = Port::vemType();
+  EXPECT_EQ(port.memberById(154), nullptr);  // not built from a name: no nameString
+  auto ctor = port.ctorParams();
+  ASSERT_EQ(ctor.size(), 2u);
+  EXPECT_EQ(port.paramName(ctor[0]), "intfId");
+  EXPECT_EQ(port.paramTypeName(ctor[0]), "Pelix::IntfId");
+  EXPECT_EQ(port.paramName(ctor[1]), "speed");
+  const Vem::MemberRecord* intfId = port.memberById(258);
+  ASSERT_NE(intfId, nullptr);
+  EXPECT_EQ(intfId->flagsA, 0x2c00);
+  EXPECT_EQ(intfId->flagsB, 0x2101);
+  EXPECT_EQ(port.memberById(259)->flagsA, 0xdc00);
+  EXPECT_EQ(port.memberById(259)->flagsB, 0x2101);
+
+  auto dir = Dir::vemType();
+  const Vem::MemberRecord* children = dir.memberByName("port");
+  EXPECT_EQ(children->flagsA, 0xdd21);
+  EXPECT_EQ(dir.refName(children->keyType), "Pelix::IntfId");
+  EXPECT_EQ(std::string(dir.module()->memberNames + children->extra), "intfId");
+  auto args = dir.params(children->firstParam);
+  ASSERT_EQ(args.size(), 2u);
+  EXPECT_EQ(dir.paramName(args[1]), "speed");
+  const Vem::MemberRecord* bounded = dir.memberByName("bounded");
+  EXPECT_EQ(std::string(dir.module()->memberNames + bounded->extra), "value");
+  EXPECT_EQ(bounded->keyType, -7);
+  EXPECT_EQ(dir.memberByName("flags")->flagsB, 0x0109);
+  EXPECT_EQ(dir.memberByName("seen")->flagsA, 0xdc21);
+  EXPECT_EQ(dir.memberByName("single")->flagsA, 0xdd20);
+}
+
+}  // namespace
