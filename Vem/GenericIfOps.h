@@ -24,6 +24,7 @@
 #include <cstdint>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 namespace Vem {
 
@@ -61,7 +62,59 @@ struct Attribute {
 template <class... A>
 struct AttributeList {};
 
+// A method reachable through the generic interface: code 0 calls it with arguments 1 and 2 (as many as
+// it takes) and writes its result, if it has one.
+template <uint16_t Id, auto Fn>
+struct Method {
+  static constexpr uint16_t id = Id;
+  static constexpr auto fn = Fn;
+};
+template <class... M>
+struct MethodList {};
+
 namespace GenericIfImpl {
+
+template <class F>
+struct MethodTraits;
+template <class R, class C, class... P>
+struct MethodTraits<R (C::*)(P...) const> {
+  using Result = R;
+  static constexpr std::size_t arity = sizeof...(P);
+  template <class Obj, class Fn>
+  static R call(Obj& o, Fn fn, const void* a1, const void* a2) {
+    static_assert(sizeof...(P) <= 2, "the generic interface passes at most two arguments");
+    const void* args[] = {a1, a2, nullptr};
+    return [&]<std::size_t... I>(std::index_sequence<I...>) -> R {
+      return (o.*fn)(*static_cast<const std::remove_cvref_t<P>*>(args[I])...);
+    }(std::index_sequence_for<P...>{});
+  }
+};
+template <class R, class C, class... P>
+struct MethodTraits<R (C::*)(P...) const noexcept> : MethodTraits<R (C::*)(P...) const> {};
+
+// Runs method M on `object` if its id is `id`; rc is left alone otherwise.
+template <class M, class T>
+void methodOp(const T& object, uint16_t id, uint8_t op, void* result, const void* a1, const void* a2, int& rc) {
+  if (M::id != id) return;
+  if (op != OpCode::get) {
+    rc = ResultCode::notApplicable;
+    return;
+  }
+  using Traits = MethodTraits<std::remove_const_t<decltype(M::fn)>>;
+  if constexpr (std::is_void_v<typename Traits::Result>)
+    Traits::call(object, M::fn, a1, a2);
+  else
+    *static_cast<std::remove_cvref_t<typename Traits::Result>*>(result) = Traits::call(object, M::fn, a1, a2);
+  rc = ResultCode::done;
+}
+
+template <class T>
+void methodsOp(const T& object, uint16_t id, uint8_t op, void* result, const void* a1, const void* a2, int& rc) {
+  if constexpr (requires { typename T::VemMethods; })
+    []<class... M>(MethodList<M...>, const T& o, uint16_t i, uint8_t c, void* r, const void* x, const void* y, int& out) {
+      (methodOp<M>(o, i, c, r, x, y, out), ...);
+    }(typename T::VemMethods{}, object, id, op, result, a1, a2, rc);
+}
 
 // The attribute id a field descriptor names, if it names a member of `type`.
 inline bool memberIdOf(const VemType& type, const void* field, uint16_t* id) noexcept {
@@ -75,7 +128,7 @@ inline bool memberIdOf(const VemType& type, const void* field, uint16_t* id) noe
 }
 
 template <class T>
-int valueAttributeOp(void* result, void* object, const void* field, uint8_t op, const void* arg1, const void*) {
+int valueAttributeOp(void* result, void* object, const void* field, uint8_t op, const void* arg1, const void* arg2) {
   const T& v = *static_cast<const T*>(object);
   if (field == nullptr) {
     switch (op) {
@@ -108,6 +161,7 @@ int valueAttributeOp(void* result, void* object, const void* field, uint8_t op, 
     };
     (one(R{}), ...);
   }(typename T::VemReadable{}, v, id, op, result, rc);
+  methodsOp(v, id, op, result, arg1, arg2, rc);
   return rc;
   }
 }
@@ -238,6 +292,7 @@ int entityAttributeOp(void* result, void* object, const void* field, uint8_t op,
   [&]<class... A>(AttributeList<A...>) {
     ((A::id == id ? (rc = attributeOp<A>(e, result, op, arg1, arg2), true) : false) || ...);
   }(typename T::VemAttributes{});
+  methodsOp(static_cast<const T&>(e), id, op, result, arg1, arg2, rc);
   return rc;
 }
 

@@ -123,3 +123,39 @@ TEST(EntityShape, RegistrationOfKeyedEntitiesAndTheirCollections) {
 }
 
 }  // namespace
+
+#include <Lumo/Descriptors.h>
+#include <Vem/GenericIfOps.h>
+
+namespace {
+
+template <class Object>
+int callThroughInterface(const Vem::VemType& t, Object* object, const char* member, void* result, const void* a1,
+                         const void* a2) {
+  const Vem::MemberRecord* m = t.memberByName(member);
+  auto field = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(m - t.module()->members));
+  return t.impl().attributeOp(result, object, &field, Vem::OpCode::get, a1, a2);
+}
+
+TEST(EntityShape, MethodsAreCalledThroughTheGenericInterface) {
+  auto dir = dirFactory(Lumo::String("d"));
+  dir->portIs(IntfId("Ethernet1"), 1);
+  Lumo::String prefix("ab"), result;
+  uint32_t times = 2;
+  EXPECT_EQ(Dir::vemType().memberByName("describe")->flagsA, 0x0810);
+  EXPECT_EQ(callThroughInterface(Dir::vemType(), dir.get(), "describe", &result, &prefix, &times), 0);
+  EXPECT_EQ(result, "abab1");
+
+  Everything v;
+  v.countIs(5);
+  uint32_t factor = 3;
+  Color by = Color::blue;
+  uint64_t scaled = 0;
+  EXPECT_EQ(callThroughInterface(Everything::vemType(), &v, "scaled", &scaled, &factor, &by), 0);
+  EXPECT_EQ(scaled, 17u);
+  uint32_t digest = 0;
+  EXPECT_EQ(callThroughInterface(Everything::vemType(), &v, "digest", &digest, nullptr, nullptr), 0);
+  EXPECT_EQ(digest, v.digest());
+}
+
+}  // namespace

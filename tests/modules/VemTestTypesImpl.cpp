@@ -9,4 +9,10 @@ uint64_t Everything::scaled(uint32_t factor, Color by) const {
   return uint64_t(count_) * factor + static_cast<uint64_t>(by);
 }
 
+Lumo::String Dir::describe(const Lumo::String& prefix, uint32_t times) const {
+  std::string out;
+  for (uint32_t i = 0; i < times; ++i) out += prefix.stdString();
+  return Lumo::String(out + std::to_string(port().size()));
+}
+
 }  // namespace VemTest

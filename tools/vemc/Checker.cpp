@@ -354,6 +354,25 @@ void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
       continue;
     }
     mem.attributeId = id++;
+    if (mem.kind == Member::Kind::method || mem.kind == Member::Kind::staticMethod ||
+        mem.kind == Member::Kind::computed || mem.kind == Member::Kind::constant) {
+      // Operations of an entity: typed and flagged as in value types, written by hand.
+      if (!isBuiltin(mem.typeName)) {
+        mem.type = resolve(m, scope, mem.typeName, mem.line);
+        mem.typeName = mem.type->qualifiedName();
+      }
+      for (Param& p : mem.params) {
+        if (p.typeName == "void") throw CompileError(m.file, p.line, "a parameter cannot be void");
+        if (!isBuiltin(p.typeName)) p.typeName = resolve(m, scope, p.typeName, p.line)->qualifiedName();
+      }
+      mem.flagsA = mem.kind == Member::Kind::method         ? 0x0810
+                   : mem.kind == Member::Kind::staticMethod ? 0x0818
+                   : mem.kind == Member::Kind::computed     ? 0x2800
+                                                            : 0x2808;
+      mem.flagsB = 0;
+      if (!mem.mix.empty()) throw CompileError(m.file, mem.line, "mix() bodies belong to value types");
+      continue;
+    }
     if (mem.typeName == "void") throw CompileError(m.file, mem.line, "an attribute cannot be void");
     if (!isBuiltin(mem.typeName)) {
       mem.type = resolve(m, scope, mem.typeName, mem.line);

@@ -350,12 +350,36 @@ class Writer {
       h << (first ? "" : ",") << "\n      Vem::Readable<" << mem.attributeId << ", " << target << ">";
       first = false;
     }
-    h << ">;\n};\n"
+    h << ">;\n" << methodList(t) << "};\n"
       << "std::ostream& operator<<(std::ostream& os, const " << n << "& value);\n"
       << "Vem::NboAttrLog::Out& operator<<(Vem::NboAttrLog::Out& out, const " << n << "& value);\n"
       << "std::size_t attrLogSize(const " << n << "* value);\n";
   }
 
+
+  static bool isOperation(const Member& m) {
+    return m.kind == Member::Kind::method || m.kind == Member::Kind::staticMethod || m.kind == Member::Kind::computed ||
+           m.kind == Member::Kind::constant;
+  }
+
+  // The methods that the generic interface can call (code 0 on their attribute id): instance methods of
+  // at most two parameters.
+  std::string methodList(const TypeDecl& t) {
+    std::string list;
+    for (const Member& mem : t.members) {
+      if (mem.kind != Member::Kind::method || mem.params.size() > 2) continue;
+      std::string sig = cppType(mem.typeName) + " (" + t.name + "::*)(";
+      for (std::size_t i = 0; i < mem.params.size(); ++i) {
+        const TypeDecl* pt = Compilation::isBuiltin(mem.params[i].typeName) ? nullptr : findTypeAnywhere(mem.params[i].typeName);
+        sig += (i ? ", " : "") + argType(mem.params[i].typeName, pt);
+      }
+      sig += ") const";
+      list += std::string(list.empty() ? "" : ",") + "\n      Vem::Method<" + std::to_string(mem.attributeId) + ", static_cast<" +
+              sig + ">(&" + t.name + "::" + mem.name + ")>";
+    }
+    if (list.empty()) return "";
+    return "  // Methods the generic interface calls (code 0, arguments 1 and 2).\n  using VemMethods = Vem::MethodList<" + list + ">;\n";
+  }
 
   static bool keyedByName(const TypeDecl& t) { return t.ctorParams.size() == 1 && t.ctorParams[0].field == "name"; }
 
@@ -555,6 +579,19 @@ class Writer {
             << "  " << ptr << " " << x << "Is(" << entityCtorParams(*mem.type, true) << ");\n"
             << "  " << ptr << " " << x << "Del();\n";
           break;
+        case Member::Kind::method:
+          h << "  " << cppType(mem.typeName) << " " << x << "(" << paramList(mem) << ") const;  // written by hand beside the module\n";
+          break;
+        case Member::Kind::staticMethod:
+          h << "  static " << cppType(mem.typeName) << " " << x << "(" << paramList(mem) << ");  // written by hand beside the module\n";
+          break;
+        case Member::Kind::computed:
+          h << "  " << cppType(mem.typeName) << " " << x << "() const;  // written by hand beside the module\n";
+          break;
+        case Member::Kind::constant:
+          h << "  static " << argType(mem.typeName, mem.type) << " " << x << "() { return "
+            << literalCpp(*mem.defaultValue, mem.typeName, mem.type) << "; }\n";
+          break;
         default:
           break;
       }
@@ -567,7 +604,7 @@ class Writer {
       << "  mutable Lumo::Publisher publisher_;\n";
     if (named) h << "  const Lumo::String name_;\n";
     for (const Member& mem : t.members) {
-      if (mem.kind == Member::Kind::nameString) continue;
+      if (mem.kind == Member::Kind::nameString || isOperation(mem)) continue;
       h << "  " << storedType(mem) << " " << storage(mem);
       if (mem.defaultValue) h << " = " << literalCpp(*mem.defaultValue, mem.typeName, mem.type);
       else if (mem.kind != Member::Kind::key) h << "{}";
@@ -583,7 +620,7 @@ class Writer {
       << "  using VemAttributes = Vem::AttributeList<";
     bool firstAttr = true;
     for (const Member& mem : t.members) {
-      if (mem.kind == Member::Kind::nameString) continue;
+      if (mem.kind == Member::Kind::nameString || isOperation(mem)) continue;
       std::string kind = mem.kind == Member::Kind::attr || mem.kind == Member::Kind::key ? "scalar"
                          : mem.kind == Member::Kind::set                              ? "set"
                          : mem.kind == Member::Kind::children                         ? "children"
@@ -598,7 +635,7 @@ class Writer {
       h << ">";
       firstAttr = false;
     }
-    h << ">;\n};\n"
+    h << ">;\n" << methodList(t) << "};\n"
       << "Lumo::Ptr<" << n << "> " << n << "Is(" << entityCtorParams(t, true) << ");\n";
     if (t.factory) h << "Lumo::Ptr<" << n << "> " << lowerInitial(n) << "Factory(" << entityCtorParams(t, true) << ");\n";
   }
@@ -622,7 +659,7 @@ class Writer {
     }
     s << "}\n";
     for (const Member& mem : t.members) {
-      if (mem.kind == Member::Kind::nameString || mem.kind == Member::Kind::key) continue;
+      if (mem.kind == Member::Kind::nameString || mem.kind == Member::Kind::key || isOperation(mem)) continue;
       const std::string x = mem.name, v = storage(mem), id = std::to_string(mem.attributeId);
       const std::string val = argType(mem.typeName, mem.type);
       const std::string key = argType(mem.keyTypeName, mem.keyType);

@@ -133,6 +133,11 @@ class Parser {
   }
 
   void entityMember(TypeDecl& d) {
+    if (peek().kind == Token::Kind::identifier &&
+        (peek().text == "method" || peek().text == "static" || peek().text == "computed" || peek().text == "const")) {
+      valueMember(d);  // operations are declared as in value types
+      return;
+    }
     Member m;
     m.line = peek().line;
     std::string word = identifier("an attribute kind (key, attr, collection, ordered, set, children, child, refs)");
