@@ -15,6 +15,13 @@
 
 namespace Vem {
 
+namespace NboAttrLog {
+class Sender;
+class FlowOut;
+template <class T>
+class FlowOutFor;
+}  // namespace NboAttrLog
+
 using AttributeId = Lumo::AttributeId;
 
 // The node flag that an entity clears first when it is destroyed.
@@ -36,6 +43,11 @@ class Entity : public Lumo::Node {
 
   uintptr_t attrLogHook() const noexcept { return attrLogHook_; }
   void attrLogHookIs(uintptr_t hook) noexcept { attrLogHook_ = hook; }
+
+  // The attribute-log stream adapter of this entity on one output (Vem/NboAttrLogSa.h); the hook word
+  // heads the list of this entity's adapters.
+  class VemNboAttrLogSa;
+  VemNboAttrLogSa* vemNboAttrLogSa(const NboAttrLog::Sender* sender) const noexcept;
 
  private:
   Entity* parent_ = nullptr;  // not counted: an owner outlives the link (it clears it on release)

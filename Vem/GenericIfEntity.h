@@ -53,4 +53,30 @@ void constructEntityFromCtorArgs(void* destination, const void* const* arguments
   new (destination) Lumo::Ptr<Entity>(Lumo::newNode<T>(*static_cast<const Lumo::String*>(arguments[0])));
 }
 
+// Creates an entity of a top-level type by name. With a directory (a Vem::Entity), the entity is made
+// inside it: through the directory's instantiating collection of this type, or filed in its collection of
+// references to this type. Returns the entity with one user, which the caller takes over; null when the
+// directory holds no collection of this type.
+template <class T>
+void* newEntityForDir(const void* name, void* directory) {
+  const Lumo::String& key = *static_cast<const Lumo::String*>(name);
+  if (directory == nullptr) return Lumo::newNode<T>(key).release();
+  Entity* dir = static_cast<Entity*>(directory);
+  const VemType dirType = dir->typeData();
+  for (const MemberRecord& m : dirType.members()) {
+    if ((m.flagsA != 0xdd21 && m.flagsA != 0xdc21) || dirType.resolve(m.type) != T::vemType()) continue;
+    auto field = Lumo::FieldDescriptor::of(dirType.module()->members, static_cast<uint16_t>(&m - dirType.module()->members));
+    Lumo::Ptr<Entity> made;
+    if (m.flagsA == 0xdc21) {
+      made = Lumo::newNode<T>(key);
+      dirType.impl().attributeOp(nullptr, dir, &field, 1, &key, &made);
+    } else {
+      dirType.impl().attributeOp(nullptr, dir, &field, 1, &key, nullptr);
+      dirType.impl().attributeOp(&made, dir, &field, 0, &key, nullptr);
+    }
+    return made.release();
+  }
+  return nullptr;
+}
+
 }  // namespace Vem::GenericIfImpl

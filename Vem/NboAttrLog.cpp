@@ -8,3 +8,15 @@ void In::truncated(std::size_t wanted) const {
 }
 
 }  // namespace Vem::NboAttrLog
+
+namespace Vem {
+
+void failWithAttrLogValueCollectionDefaultKey() {
+  throw RangeException("attribute log: a value's collection holds the default key, which would end it");
+}
+
+void failWithAttrLogValueCollectionDuplicateKey() {
+  throw RangeException("attribute log: a value's collection repeats a key");
+}
+
+}  // namespace Vem

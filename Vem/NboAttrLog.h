@@ -8,16 +8,26 @@
 #include <Vem/StreamBogon.h>
 #include <Vem/Value.h>
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace Vem {
 
 namespace NboAttrLog {
+
+// The identity of an entity on one stream: assigned by the sending side when the entity first goes out,
+// never reused on that stream. 0 names no entity.
+struct EntityId {
+  uint32_t value = 0;
+  explicit operator bool() const noexcept { return value != 0; }
+  friend bool operator==(EntityId, EntityId) noexcept = default;
+};
 
 class Out {
  public:
@@ -33,6 +43,7 @@ class Out {
     u32(static_cast<uint32_t>(s.size()));
     buffer_.append(s);
   }
+  void entityId(EntityId id) { u32(id.value); }
   std::size_t size() const noexcept { return buffer_.size(); }
   std::string& buffer() noexcept { return buffer_; }
 
@@ -62,6 +73,33 @@ class In {
     uint32_t n = u32();
     return Lumo::String(bytes(n));
   }
+
+  // The readers under the names the generated handlers use.
+  uint8_t nextU8() { return u8(); }
+  uint16_t nextU16() { return u16(); }
+  uint32_t nextU32() { return u32(); }
+  int32_t nextS32() { return static_cast<int32_t>(u32()); }
+  uint64_t nextU64() { return u64(); }
+  bool nextbool() {
+    uint8_t b = u8();
+    if (b > 1) throw RangeException("attribute log: bool byte is neither 0 nor 1");
+    return b != 0;
+  }
+  Lumo::String nextString() { return string(); }
+  // A string that must fill exactly `length` bytes: its 4-byte length and its bytes.
+  Lumo::String nextValidString(uint32_t length) {
+    uint32_t n = u32();
+    if (length < 4 || n != length - 4) throw RangeException("attribute log: string length does not match its record");
+    return Lumo::String(bytes(n));
+  }
+  EntityId nextEntity() { return EntityId{u32()}; }
+  // The entity id at the read position, left unread.
+  EntityId peekEntityId() const {
+    if (size_ - pos_ < 4) truncated(4);
+    const uint8_t* p = data_ + pos_;
+    return EntityId{uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3]};
+  }
+
   std::size_t offset() const noexcept { return pos_; }
   std::size_t remaining() const noexcept { return size_ - pos_; }
   bool atEnd() const noexcept { return pos_ == size_; }
@@ -137,6 +175,55 @@ struct LogTraits<Lumo::String> {
   static void write(NboAttrLog::Out& out, const Lumo::String& v) { out.string(v.view()); }
   static void read(NboAttrLog::In& in, Lumo::String& v) { v = in.string(); }
   static std::size_t size(const Lumo::String& v) { return 4 + v.size(); }
+};
+
+[[noreturn]] void failWithAttrLogValueCollectionDefaultKey();
+[[noreturn]] void failWithAttrLogValueCollectionDuplicateKey();
+
+// A keyed collection held inside a value: its entries as key then value in iteration order, ended by
+// one default key. The default key itself therefore cannot be carried, and a key read twice is refused.
+template <class C>
+concept LogValueCollection = requires(const C& c, C& m, const typename C::Key& k, const typename C::Value& v) {
+  { c.begin().valid() } -> std::convertible_to<bool>;
+  c.begin().key();
+  c.begin().value();
+  { c.contains(k) } -> std::convertible_to<bool>;
+  m.set(k, v);
+  m.clear();
+};
+
+template <class C>
+  requires LogValueCollection<C>
+struct LogTraits<C> {
+  using K = typename C::Key;
+  using V = typename C::Value;
+  static void write(NboAttrLog::Out& out, const C& c) {
+    for (auto it = c.begin(); it.valid(); it.next())
+      if (it.key() == K{}) failWithAttrLogValueCollectionDefaultKey();
+    for (auto it = c.begin(); it.valid(); it.next()) {
+      LogTraits<K>::write(out, it.key());
+      LogTraits<V>::write(out, it.value());
+    }
+    LogTraits<K>::write(out, K{});
+  }
+  static void read(NboAttrLog::In& in, C& c) {
+    C fresh;
+    for (;;) {
+      K k{};
+      LogTraits<K>::read(in, k);
+      if (k == K{}) break;
+      V v{};
+      LogTraits<V>::read(in, v);
+      if (fresh.contains(k)) failWithAttrLogValueCollectionDuplicateKey();
+      fresh.set(k, v);
+    }
+    c = std::move(fresh);
+  }
+  static std::size_t size(const C& c) {
+    std::size_t n = LogTraits<K>::size(K{});
+    for (auto it = c.begin(); it.valid(); it.next()) n += LogTraits<K>::size(it.key()) + LogTraits<V>::size(it.value());
+    return n;
+  }
 };
 
 // Vem::Seconds travels as the 8 bytes of its IEEE-754 double, big-endian.

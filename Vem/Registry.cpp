@@ -125,6 +125,7 @@ std::optional<VemType> Registry::typeByName(std::string_view qualifiedName) noex
 }
 
 std::string descriptorSymbol(const RegisteredModule& module) {
+  if (module.tag == 0) return std::string("_") + module.name + "_vemModule";  // the type system's own
   char tag[16];
   std::snprintf(tag, sizeof tag, "%x", static_cast<unsigned>(module.tag));
   return std::string("_") + module.name + "_" + tag + "_vemModule";

@@ -159,3 +159,35 @@ TEST(EntityShape, MethodsAreCalledThroughTheGenericInterface) {
 }
 
 }  // namespace
+
+#include <Vem/GenericIfEntity.h>
+
+namespace {
+
+TEST(EntityShape, NewEntityForDirCreatesByNameInsideADirectory) {
+  auto leafType = Leaf::vemType();
+  ASSERT_NE(leafType.impl().newEntityForDir, nullptr);
+  EXPECT_EQ(Port::vemType().impl().newEntityForDir, nullptr);  // not a top-level type built from a name
+  Lumo::String name("l1");
+  auto alone = Lumo::Ptr<Vem::Entity>::adopt(static_cast<Vem::Entity*>(leafType.impl().newEntityForDir(&name, nullptr)));
+  ASSERT_TRUE(alone);
+  EXPECT_EQ(alone->typeData(), leafType);
+  EXPECT_EQ(alone->useCount(), 1u);
+
+  auto dir = dirFactory(Lumo::String("d"));
+  auto inside =
+      Lumo::Ptr<Vem::Entity>::adopt(static_cast<Vem::Entity*>(leafType.impl().newEntityForDir(&name, dir.get())));
+  ASSERT_TRUE(inside);
+  EXPECT_EQ(dir->leaf(Lumo::String("l1")).get(), inside.get());
+  EXPECT_EQ(inside->parent(), dir.get());
+  EXPECT_EQ(inside->useCount(), 2u);  // the directory's and ours
+  // A directory with no collection of that type makes nothing.
+  auto port = PortIs(IntfId("Ethernet1"), 1);
+  EXPECT_EQ(leafType.impl().newEntityForDir(&name, port.get()), nullptr);
+  // The type system's own module registers the entity base, whose values are entity references.
+  auto base = Vem::Registry::typeByName("Vem::Entity");
+  ASSERT_TRUE(base.has_value());
+  EXPECT_EQ(base->impl().methods, &Vem::GenericIfImpl::GenericIfPtrInterfaceMethods<Vem::Entity>::table);
+}
+
+}  // namespace

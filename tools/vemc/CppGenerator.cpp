@@ -922,7 +922,8 @@ class Writer {
     for (const TypeDecl& t : m_.types) {
       const std::string q = t.qualifiedName();
       if (t.kind == TypeDecl::Kind::entity) {
-        s << "    {nullptr, &Vem::TypeImpl<" << q << ">::table, &Vem::GenericIfImpl::GenericIfPtrInterfaceMethods<Vem::Entity>::table, "
+        s << "    {" << (t.factory && keyedByName(t) ? "&Vem::GenericIfImpl::newEntityForDir<" + q + ">" : std::string("nullptr"))
+          << ", &Vem::TypeImpl<" << q << ">::table, &Vem::GenericIfImpl::GenericIfPtrInterfaceMethods<Vem::Entity>::table, "
           << (t.factory ? "&Vem::GenericIfImpl::constructEntityFromCtorArgs<" + q + ">" : std::string("nullptr"))
           << ", &Vem::GenericIfImpl::entityAttributeOp<" << q << ">, "
           << (std::any_of(t.members.begin(), t.members.end(), [](const Member& m) { return m.isCollection(); })

@@ -1,0 +1,377 @@
+#include <Vem/NboAttrLogSa.h>
+
+#include <Vem/NboAttrLogDemux.h>
+#include <Vem/NboAttrLogFlow.h>
+#include <Vem/TypeImpl.h>
+
+#include <algorithm>
+#include <cassert>
+#include <stdexcept>
+
+namespace Vem {
+
+using NboAttrLog::Frame::kHeaderSize;
+using NboAttrLog::Frame::kMarkerSize;
+
+Entity::VemNboAttrLogSa* Entity::vemNboAttrLogSa(const NboAttrLog::Sender* sender) const noexcept {
+  for (auto* sa = reinterpret_cast<VemNboAttrLogSa*>(attrLogHook_); sa != nullptr; sa = sa->nextOnEntity())
+    if (sa->sender() == sender) return sa;
+  return nullptr;
+}
+
+namespace NboAttrLog {
+
+void throwPassOnChangedCollection(AttributeId attribute) {
+  throw std::logic_error("Vem/NboAttrLogFlow: collection " + std::to_string(attribute) +
+                         " changed during a pass; the pass is refused");
+}
+
+void failRecordTooLong() {
+  throw RangeException("attribute log: record payload above " + std::to_string(Frame::kMaxPayload) + " bytes");
+}
+
+}  // namespace NboAttrLog
+
+void throwWriteUpdateFromReadOnlyProxyException(const VemType& type, AttributeId attribute) {
+  throw EntityError(std::string(type.name()) + ": attribute " + std::to_string(attribute) +
+                    " cannot be written from the remote side of a read-only proxy");
+}
+
+// ---- the adapter --------------------------------------------------------------------------------
+
+Entity::VemNboAttrLogSa::VemNboAttrLogSa(NboAttrLog::Sender& sender, const Lumo::Ptr<Entity>& entity, EntityId id,
+                                         const AttrLogHandlers* handlers, VemNboAttrLogSa* parent)
+    : entity_(entity), sender_(&sender), id_(id), handlers_(handlers), parent_(parent) {
+  link();
+  entity_->publisher().subscriberAdd(this);
+}
+
+Entity::VemNboAttrLogSa::VemNboAttrLogSa(NboAttrLog::Demuxer& demuxer, const Lumo::Ptr<Entity>& entity, EntityId id,
+                                         const AttrLogHandlers* handlers)
+    : entity_(entity), demuxer_(&demuxer), id_(id), handlers_(handlers) {}
+
+Entity::VemNboAttrLogSa::~VemNboAttrLogSa() {
+  if (sender_ != nullptr) {
+    entity_->publisher().subscriberDel(this);
+    unlink();
+  }
+}
+
+void Entity::VemNboAttrLogSa::link() noexcept {
+  nextOnEntity_ = reinterpret_cast<VemNboAttrLogSa*>(entity_->attrLogHook());
+  entity_->attrLogHookIs(reinterpret_cast<uintptr_t>(this));
+}
+
+void Entity::VemNboAttrLogSa::unlink() noexcept {
+  auto* at = reinterpret_cast<VemNboAttrLogSa*>(entity_->attrLogHook());
+  if (at == this) {
+    entity_->attrLogHookIs(reinterpret_cast<uintptr_t>(nextOnEntity_));
+    return;
+  }
+  for (; at != nullptr; at = at->nextOnEntity_) {
+    if (at->nextOnEntity_ == this) {
+      at->nextOnEntity_ = nextOnEntity_;
+      return;
+    }
+  }
+}
+
+NboAttrLog::FlowOut& Entity::VemNboAttrLogSa::ensureFlowOut() {
+  if (!flowOut_) flowOut_ = handlers_->newFlowOut(*this, false, -1);
+  sender_->pendingAdd(this);
+  return *flowOut_;
+}
+
+NboAttrLog::Out* Entity::VemNboAttrLogSa::singletonSerializeCheck(AttributeId attribute, std::size_t payloadSize) {
+  if (sender_ == nullptr) return nullptr;
+  if ((state_ & kRootPending) == 0 && sender_->roomFor(payloadSize)) {
+    if (flowOut_) flowOut_->vemIsDirtyIs(attribute, false);
+    return sender_->beginRecord(id_, NboAttrLog::Frame::attribute, attribute);
+  }
+  ensureFlowOut().vemIsDirtyIs(attribute, true);
+  return nullptr;
+}
+
+NboAttrLog::Out* Entity::VemNboAttrLogSa::collSerializeCheck(AttributeId attribute, bool deleted,
+                                                            std::size_t payloadSize) {
+  if (sender_ == nullptr) return nullptr;
+  if ((state_ & kRootPending) == 0 && sender_->roomFor(payloadSize))
+    return sender_->beginRecord(id_, NboAttrLog::Frame::attribute, deleted ? NboAttrLog::negated(attribute) : attribute);
+  ensureFlowOut();
+  return nullptr;
+}
+
+NboAttrLog::Out* Entity::VemNboAttrLogSa::instantiatingCollSerializeCheck(AttributeId attribute, bool deleted,
+                                                                         std::size_t payloadSize) {
+  return collSerializeCheck(attribute, deleted, payloadSize);
+}
+
+void Entity::VemNboAttrLogSa::outSmCommitMessage() { sender_->commitRecord(); }
+
+bool Entity::VemNboAttrLogSa::collPassCheck() {
+  if (sender_ == nullptr) return false;
+  if ((state_ & kRootPending) == 0 && sender_->roomFor(1 + kMarkerSize)) return true;
+  ensureFlowOut();
+  return false;
+}
+
+void Entity::VemNboAttrLogSa::passBegin(AttributeId attribute, uint8_t type) {
+  sender_->writeMarker(id_, attribute, type);
+  sender_->reserveIs(sender_->reserve() + kMarkerSize);
+}
+
+void Entity::VemNboAttrLogSa::passEnd(AttributeId attribute) {
+  assert(sender_->reserve() >= kMarkerSize && "Vem/NboAttrLogSa: a pass ends that did not begin");
+  sender_->reserveIs(sender_->reserve() - kMarkerSize);
+  if (attribute != 0) sender_->writeMarker(id_, attribute, StreamAdapter::end);
+}
+
+bool Entity::VemNboAttrLogSa::continueFlowOut() const noexcept {
+  return sender_ != nullptr && (state_ & kRootPending) == 0 && sender_->roomFor(1);
+}
+
+bool Entity::VemNboAttrLogSa::doMessageMulticast(AttributeId wireAttribute, std::size_t payloadSize,
+                                                 void (*writePayload)(NboAttrLog::Out&, const void*),
+                                                 const void* context) {
+  NboAttrLog::MulticastSink* sink = sender_ != nullptr ? sender_->multicastSink() : nullptr;
+  if (sink == nullptr || (state_ & kRootPending) != 0) return false;
+  std::string record;
+  record.reserve(kHeaderSize + payloadSize);
+  NboAttrLog::Out out(record);
+  out.entityId(id_);
+  out.u8(NboAttrLog::Frame::attribute);
+  out.u16(wireAttribute);
+  out.u32(static_cast<uint32_t>(payloadSize));
+  writePayload(out, context);
+  assert(record.size() == kHeaderSize + payloadSize && "Vem/NboAttrLogSa: payload size differs from its record");
+  return sink->offer(record);
+}
+
+bool Entity::VemNboAttrLogSa::handleInstantiatingCollSerializationImpl(
+    AttributeId attribute, std::size_t keySize, void (*writeKey)(NboAttrLog::Out&, const void*), const void* key,
+    Entity* child, VemNboAttrLogSa* childAdapter, bool ephemeral) {
+  if (child == nullptr) {
+    NboAttrLog::Out* out = instantiatingCollSerializeCheck(attribute, true, keySize);
+    if (out == nullptr) return false;
+    writeKey(*out, key);
+    outSmCommitMessage();
+    return true;
+  }
+  NboAttrLog::Out* out = instantiatingCollSerializeCheck(attribute, false, 4 + 1 + keySize);
+  if (out == nullptr) return false;
+  const EntityId id = childAdapter != nullptr ? childAdapter->id() : sender_->nextId();
+  out->entityId(id);
+  out->u8(static_cast<uint8_t>((childAdapter == nullptr ? 1 : 0) | (ephemeral ? 2 : 0)));
+  writeKey(*out, key);
+  outSmCommitMessage();
+  if (childAdapter == nullptr) sender_->attachChild(*this, child, id);
+  return true;
+}
+
+bool Entity::VemNboAttrLogSa::handleChildSingletonSerialization(AttributeId attribute, Entity* child) {
+  VemNboAttrLogSa* childAdapter = child != nullptr ? child->vemNboAttrLogSa(sender_) : nullptr;
+  const AttrLogHandlers* ch = child != nullptr ? attrLogHandlersOf(child->typeData()) : nullptr;
+  const std::size_t size = 4 + (child != nullptr ? 1 + ch->attrLogSizeCtorParams(child) : 0);
+  NboAttrLog::Out* out = singletonSerializeCheck(attribute, size);
+  if (out == nullptr) return false;
+  const EntityId id = child == nullptr ? EntityId{} : childAdapter != nullptr ? childAdapter->id() : sender_->nextId();
+  out->entityId(id);
+  if (child != nullptr) {
+    out->u8(childAdapter == nullptr ? 1 : 0);
+    ch->serializeConstructorParams(*out, child);
+  }
+  outSmCommitMessage();
+  if (child != nullptr && childAdapter == nullptr) sender_->attachChild(*this, child, id);
+  return true;
+}
+
+void Entity::VemNboAttrLogSa::releaseChild(Entity* child) noexcept {
+  if (child == nullptr || sender_ == nullptr) return;
+  if (VemNboAttrLogSa* sa = child->vemNboAttrLogSa(sender_)) sender_->release(sa);
+}
+
+void Entity::VemNboAttrLogSa::onChange(AttributeId attributeId, const void* key, const void* oldValue) {
+  if (sender_ == nullptr) return;
+  struct Reset {
+    const void*& slot;
+    ~Reset() { slot = nullptr; }
+  } reset{announcedOld_};
+  announcedOld_ = oldValue;
+  handlers_->streamAdapterOnAttribute(*this, attributeId, key);
+}
+
+NboAttrLog::Demuxer& Entity::VemNboAttrLogSa::streamDemuxer() const {
+  if (demuxer_ == nullptr) throw std::logic_error("Vem/NboAttrLogSa: a sending adapter has no demultiplexer");
+  return *demuxer_;
+}
+
+void Entity::VemNboAttrLogSa::doBaseVemNboAttrLogSaMsg(AttributeId, uint32_t, NboAttrLog::In& in) {
+  in.bytes(in.remaining());
+  if (demuxer_ != nullptr) demuxer_->noteUnknownAttribute();
+}
+
+// ---- the sender ---------------------------------------------------------------------------------
+
+namespace NboAttrLog {
+
+Sender::Sender(std::size_t room) : room_(room), out_(buffer_) {}
+
+Sender::~Sender() {
+  pending_.clear();
+  adapters_.clear();
+}
+
+Entity::VemNboAttrLogSa* Sender::adapter(EntityId id) const noexcept {
+  auto it = adapters_.find(id.value);
+  return it == adapters_.end() ? nullptr : it->second.get();
+}
+
+EntityId Sender::attach(const Lumo::Ptr<Entity>& root) {
+  if (Entity::VemNboAttrLogSa* sa = root->vemNboAttrLogSa(this)) return sa->id();
+  const AttrLogHandlers* handlers = attrLogHandlersOf(root->typeData());
+  if (handlers == nullptr)
+    throw std::invalid_argument("attribute log: " + std::string(root->typeData().name()) + " has no log handlers");
+  const EntityId id = nextId();
+  auto sa = std::make_unique<Entity::VemNboAttrLogSa>(*this, root, id, handlers, nullptr);
+  Entity::VemNboAttrLogSa* raw = sa.get();
+  raw->state_ |= Entity::VemNboAttrLogSa::kRootPending;
+  raw->flowOut_ = handlers->newFlowOut(*raw, false, 0);
+  adapters_.emplace(id.value, std::move(sa));
+  pendingAdd(raw);
+  flowOut();
+  return id;
+}
+
+Entity::VemNboAttrLogSa* Sender::attachChild(Entity::VemNboAttrLogSa& parent, Entity* child, EntityId id) {
+  const AttrLogHandlers* handlers = attrLogHandlersOf(child->typeData());
+  auto sa = std::make_unique<Entity::VemNboAttrLogSa>(*this, Lumo::Ptr<Entity>(child), id, handlers, &parent);
+  Entity::VemNboAttrLogSa* raw = sa.get();
+  parent.children_.push_back(raw);
+  raw->flowOut_ = handlers->newFlowOut(*raw, false, 0);
+  adapters_.emplace(id.value, std::move(sa));
+  pendingAdd(raw);
+  return raw;
+}
+
+void Sender::detach(Entity& root) noexcept {
+  if (Entity::VemNboAttrLogSa* sa = root.vemNboAttrLogSa(this)) release(sa);
+}
+
+void Sender::release(Entity::VemNboAttrLogSa* sa) noexcept {
+  std::vector<Entity::VemNboAttrLogSa*> children;
+  children.swap(sa->children_);
+  for (Entity::VemNboAttrLogSa* c : children) {
+    c->parent_ = nullptr;
+    release(c);
+  }
+  if (sa->parent_ != nullptr) std::erase(sa->parent_->children_, sa);
+  if (sa->pending_) std::erase(pending_, sa);
+  adapters_.erase(sa->id().value);
+}
+
+void Sender::pendingAdd(Entity::VemNboAttrLogSa* sa) {
+  if (sa->pending_) return;
+  pending_.push_back(sa);
+  sa->pending_ = true;
+}
+
+void Sender::consume(std::size_t n) noexcept {
+  assert(recordStart_ == std::string::npos && "Vem/NboAttrLogSa: output taken while a record is open");
+  head_ += std::min(n, buffered());
+  if (head_ == buffer_.size()) {
+    buffer_.clear();
+    head_ = 0;
+  } else if (head_ >= 4096 && head_ * 2 >= buffer_.size()) {
+    buffer_.erase(0, head_);
+    head_ = 0;
+  }
+}
+
+bool Sender::roomFor(std::size_t payloadSize) const noexcept {
+  if (room_ == kUnlimited) return true;
+  const std::size_t used = buffered() + reserve_;
+  return used <= room_ && kHeaderSize + payloadSize <= room_ - used;
+}
+
+Out* Sender::beginRecord(EntityId entity, uint8_t kind, AttributeId attribute) {
+  assert(recordStart_ == std::string::npos && "Vem/NboAttrLogSa: a record begins inside another");
+  recordStart_ = buffer_.size();
+  out_.entityId(entity);
+  out_.u8(kind);
+  out_.u16(attribute);
+  out_.u32(0);  // the length, set at commit
+  return &out_;
+}
+
+void Sender::commitRecord() {
+  assert(recordStart_ != std::string::npos && "Vem/NboAttrLogSa: commit without a record");
+  const std::size_t length = buffer_.size() - recordStart_ - kHeaderSize;
+  if (length > Frame::kMaxPayload) {
+    abandonRecord();
+    failRecordTooLong();
+  }
+  for (int i = 0; i < 4; ++i) buffer_[recordStart_ + 7 + i] = static_cast<char>(length >> (8 * (3 - i)));
+  recordStart_ = std::string::npos;
+}
+
+void Sender::abandonRecord() noexcept {
+  if (recordStart_ == std::string::npos) return;
+  buffer_.resize(recordStart_);
+  recordStart_ = std::string::npos;
+}
+
+void Sender::writeMarker(EntityId entity, AttributeId attribute, uint8_t type) {
+  Out* out = beginRecord(entity, Frame::transaction, attribute);
+  out->u8(type);
+  commitRecord();
+}
+
+bool Sender::writeRoot(Entity::VemNboAttrLogSa& sa) {
+  const Entity& e = sa.entity();
+  const std::string_view type = e.typeData().name();
+  const std::size_t size = 4 + type.size() + sa.handlers().attrLogSizeCtorParams(&e);
+  if (!roomFor(size)) return false;
+  Out* out = beginRecord(sa.id(), Frame::newRoot, 0);
+  out->string(type);
+  sa.handlers().serializeConstructorParams(*out, &e);
+  commitRecord();
+  sa.state_ &= ~Entity::VemNboAttrLogSa::kRootPending;
+  return true;
+}
+
+bool Sender::resume(Entity::VemNboAttrLogSa& sa) {
+  if ((sa.state_ & Entity::VemNboAttrLogSa::kRootPending) != 0 && !writeRoot(sa)) return false;
+  if (!sa.flowOut_) return true;
+  const AttributeId from = sa.resumeAttr_;
+  int32_t r = sa.handlers().handleAttrFlowOut(sa, from, *sa.flowOut_);
+  // Attributes before `from` may have been withheld again since the last resumption.
+  if (r == 0 && from != 0) r = sa.handlers().handleAttrFlowOut(sa, 0, *sa.flowOut_);
+  assert(r >= 0 && "Vem/NboAttrLogFlow: resumption at an attribute the type does not have");
+  if (r > 0) {
+    sa.resumeAttr_ = static_cast<AttributeId>(r);
+    return false;
+  }
+  sa.resumeAttr_ = 0;
+  sa.flowOut_.reset();
+  return true;
+}
+
+bool Sender::flowOut() {
+  if (flowing_) return pending_.empty();
+  flowing_ = true;
+  struct Done {
+    bool& flag;
+    ~Done() { flag = false; }
+  } done{flowing_};
+  while (!pending_.empty()) {
+    Entity::VemNboAttrLogSa* sa = pending_.front();
+    if (!resume(*sa)) return false;
+    assert(pending_.front() == sa && "Vem/NboAttrLogFlow: the resumed adapter left the queue");
+    pending_.pop_front();
+    sa->pending_ = false;
+  }
+  return true;
+}
+
+}  // namespace NboAttrLog
+}  // namespace Vem

@@ -1,0 +1,73 @@
+// Helpers of the mirroring tests: a canonical dump of a port-group tree (keys sorted, so that a source
+// and its mirror compare equal whatever their iteration orders) and an in-memory sender/receiver pair.
+#pragma once
+
+#include <Orv/OrvPortGroupTypes.h>
+#include <Vem/NboAttrLogDemux.h>
+#include <Vem/NboAttrLogSa.h>
+#include <Vem/Transport.h>
+
+#include <map>
+#include <string>
+
+namespace MirrorTest {
+
+template <class Map>
+std::map<std::string, std::string> sorted(const Map& m) {
+  std::map<std::string, std::string> out;
+  m.forEach([&](const auto& k, const auto& v) {
+    if constexpr (std::is_same_v<std::remove_cvref_t<decltype(v)>, bool>)
+      out[k.stdString()] = v ? "1" : "0";
+    else
+      out[k.stdString()] = v.stdString();
+  });
+  return out;
+}
+
+inline std::string dump(const Orv::PortList& l) {
+  std::string s = "  mode " + l.name().stdString() + " hidden=" + (l.hiddenFromCli() ? "1" : "0") + "\n";
+  for (auto& [k, v] : sorted(l.ports())) s += "   port " + k + "=" + v + "\n";
+  return s;
+}
+
+inline std::string dump(const Orv::PortGroup& g) {
+  std::string s = " group " + g.name().stdString() + " default=" + g.defaultMode().stdString() + "\n";
+  for (auto& [k, v] : sorted(g.limitations())) s += "  limitation " + k + "=" + v + "\n";
+  for (auto& [k, v] : sorted(g.warnings())) s += "  warning " + k + "=" + v + "\n";
+  std::map<std::string, std::string> modes;
+  g.mode().forEach([&](const Lumo::String& k, const Lumo::Ptr<Orv::PortList>& m) { modes[k.stdString()] = dump(*m); });
+  for (auto& [k, v] : modes) s += v;
+  return s;
+}
+
+inline std::string dump(const Orv::PortGroupDir& d) {
+  std::string s = "dir " + d.name().stdString() + " noDup=" + (d.noActiveInactiveDuplicates() ? "1" : "0") +
+                  " genList=" + (d.generateActivePortsList() ? "1" : "0") + "\n";
+  std::map<std::string, std::string> groups;
+  d.portGroup().forEach([&](const Lumo::String& k, const Lumo::Ptr<Orv::PortGroup>& g) { groups[k.stdString()] = dump(*g); });
+  for (auto& [k, v] : groups) s += v;
+  return s;
+}
+
+// A sender and a demuxer in one process; the mirror root is the first root the demuxer builds.
+struct Pair {
+  Vem::NboAttrLog::Sender sender;
+  Vem::NboAttrLog::Demuxer demuxer;
+  Lumo::Ptr<Vem::Entity> mirror;
+  explicit Pair(std::size_t room = Vem::NboAttrLog::Sender::kUnlimited) : sender(room) {
+    demuxer.rootObserverIs([this](Vem::EntityId, const Lumo::Ptr<Vem::Entity>& e) {
+      if (!mirror) mirror = e;
+    });
+  }
+  // Moves everything, letting the sender resume until nothing is withheld.
+  void drain() {
+    sender.roomIs(Vem::NboAttrLog::Sender::kUnlimited);
+    while (sender.buffered() != 0 || sender.withheld()) Vem::NboAttrLog::pump(sender, demuxer);
+  }
+  template <class T>
+  T& mirrorAs() const {
+    return static_cast<T&>(*mirror);
+  }
+};
+
+}  // namespace MirrorTest
