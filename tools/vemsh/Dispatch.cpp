@@ -34,6 +34,8 @@ constexpr std::array commands{
                 [](std::ostream& out, Args a) { showValue(out, a[0], a[1]); }},
     CommandSpec{"entity", "TYPE NAME OP...", "build an entity by name and run get/set/put/add/del/ls/count", 2, 64,
                 [](std::ostream& out, Args a) { runEntity(out, a); }},
+    CommandSpec{"mirror", "TYPE NAME OP...", "the same, with a mirror in a second process over a socket", 2, 64,
+                [](std::ostream& out, Args a) { runMirror(out, a); }},
     CommandSpec{"help", "", "this text", 0, 0, [](std::ostream& out, Args) { writeUsage(out); }},
 };
 

@@ -13,4 +13,9 @@ namespace vemsh {
 // count ATTR. Raises UserError for an unknown type, attribute or operation, or text that does not parse.
 void runEntity(std::ostream& out, std::span<const std::string_view> args);
 
+// `vemsh mirror TYPE NAME OPERATION...`: the same, with a mirror of the entity in a second process fed
+// over a Unix-domain socket by the attribute log; the mirror prints every announcement it makes as the
+// records are applied, then its final state. Writes to standard output (two processes share it).
+void runMirror(std::ostream& out, std::span<const std::string_view> args);
+
 }  // namespace vemsh
