@@ -63,7 +63,8 @@ TEST(VemshModules, LoadOrderSymbolsAndCounts) {
     std::vector<std::string> w = words(rows[i]);
     ASSERT_EQ(w.size(), 4u) << rows[i];
     EXPECT_EQ(w[0], std::to_string(i - 1));
-    EXPECT_THAT(w[2], ::testing::MatchesRegex("_" + w[1] + "_[0-9a-f]+_vemModule"));
+    // Every module has a tag but the type system's own, _Vem_PtrInterface_vemModule.
+    EXPECT_THAT(w[2], ::testing::MatchesRegex("_" + w[1] + "(_[0-9a-f]+)?_vemModule"));
     EXPECT_EQ(rows[i].find(w[2]), rows[0].find("DESCRIPTOR")) << "columns are aligned";
     names.push_back(w[1]);
   }
