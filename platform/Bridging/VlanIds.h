@@ -13,20 +13,12 @@
 
 #include <Brek/HashMix.h>
 #include <Lumo/String.h>
+#include <Vem/Forward.h>
 
 #include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
-
-namespace Vem {
-class CharRange;
-struct StreamBogon;
-namespace NboAttrLog {
-class In;
-class Out;
-}  // namespace NboAttrLog
-}  // namespace Vem
 
 namespace Bridging {
 

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <Lumo/String.h>
+#include <Vem/Forward.h>
 
 #include <compare>
 #include <cstddef>
@@ -14,15 +15,6 @@
 #include <iosfwd>
 #include <string>
 #include <string_view>
-
-namespace Vem {
-class CharRange;
-struct StreamBogon;
-namespace NboAttrLog {
-class In;
-class Out;
-}  // namespace NboAttrLog
-}  // namespace Vem
 
 namespace L3 {
 

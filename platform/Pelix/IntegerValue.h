@@ -11,6 +11,7 @@
 
 #include <Brek/HashMix.h>
 #include <Lumo/String.h>
+#include <Vem/Forward.h>
 
 #include <compare>
 #include <cstddef>
@@ -18,15 +19,6 @@
 #include <iosfwd>
 #include <limits>
 #include <type_traits>
-
-namespace Vem {
-class CharRange;
-struct StreamBogon;
-namespace NboAttrLog {
-class In;
-class Out;
-}  // namespace NboAttrLog
-}  // namespace Vem
 
 namespace Pelix {
 

@@ -14,21 +14,13 @@
 
 #include <Brek/HashMix.h>
 #include <Lumo/String.h>
+#include <Vem/Forward.h>
 
 #include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string_view>
-
-namespace Vem {
-class CharRange;
-struct StreamBogon;
-namespace NboAttrLog {
-class In;
-class Out;
-}  // namespace NboAttrLog
-}  // namespace Vem
 
 namespace Pelix {
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <Lumo/String.h>
+#include <Vem/Forward.h>
 
 #include <array>
 #include <compare>
@@ -10,15 +11,6 @@
 #include <cstdint>
 #include <iosfwd>
 #include <string_view>
-
-namespace Vem {
-class CharRange;
-struct StreamBogon;
-namespace NboAttrLog {
-class In;
-class Out;
-}  // namespace NboAttrLog
-}  // namespace Vem
 
 namespace Pelix {
 

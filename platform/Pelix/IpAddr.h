@@ -4,6 +4,7 @@
 #pragma once
 
 #include <Lumo/String.h>
+#include <Vem/Forward.h>
 
 #include <bit>
 #include <compare>
@@ -11,15 +12,6 @@
 #include <cstdint>
 #include <iosfwd>
 #include <string_view>
-
-namespace Vem {
-class CharRange;
-struct StreamBogon;
-namespace NboAttrLog {
-class In;
-class Out;
-}  // namespace NboAttrLog
-}  // namespace Vem
 
 namespace Pelix {
 
