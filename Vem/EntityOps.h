@@ -147,16 +147,20 @@ void childrenRelease(Map& map) noexcept {
   map.clear();
 }
 
-// Instantiating singleton.
-template <class Child, class Make, class Reconcile>
-Lumo::Ptr<Child> singletonIs(Entity& owner, Lumo::Ptr<Child>& slot, AttributeId id, Make&& make, Reconcile&& reconcile) {
-  if (slot) {
+// Instantiating singleton. A child under the same key is kept (its further arguments reconciled); a
+// different key replaces it: the old child is released and is the announcement's old value.
+template <class Child, class Key, class Make, class Reconcile>
+Lumo::Ptr<Child> singletonIs(Entity& owner, Lumo::Ptr<Child>& slot, AttributeId id, const Key& key, Make&& make,
+                             Reconcile&& reconcile) {
+  if (slot && ValueTraits<Key>::equal(slot->vemKey(), key)) {
     reconcile(*slot);
     return slot;
   }
+  Lumo::Ptr<Child> previous = std::move(slot);
   slot = make();
+  if (previous) previous->handleParent(Lumo::Ptr<Entity>());
   slot->handleParent(Lumo::Ptr<Entity>(&owner));
-  announce(owner, id, nullptr, nullptr, nullptr);
+  announce(owner, id, nullptr, previous ? &previous : nullptr, nullptr);
   return slot;
 }
 template <class Child>

@@ -8,6 +8,7 @@
 #include <Vem/GenericIf.h>
 
 #include <new>
+#include <utility>
 #include <string>
 
 namespace Vem::GenericIfImpl {
@@ -47,10 +48,12 @@ struct GenericIfPtrInterfaceMethods {
                                            &genericIfHash,      &genericIfVoidPtrIs};
 };
 
-// Builds a Lumo::Ptr<Vem::Entity> in place from the one constructor argument of entities, their name.
-template <class T>
+// Builds a Lumo::Ptr<Vem::Entity> in place from pointers to the constructor arguments, in order.
+template <class T, class... P>
 void constructEntityFromCtorArgs(void* destination, const void* const* arguments) {
-  new (destination) Lumo::Ptr<Entity>(Lumo::newNode<T>(*static_cast<const Lumo::String*>(arguments[0])));
+  [&]<std::size_t... I>(std::index_sequence<I...>) {
+    new (destination) Lumo::Ptr<Entity>(Lumo::newNode<T>(*static_cast<const P*>(arguments[I])...));
+  }(std::index_sequence_for<P...>{});
 }
 
 // Creates an entity of a top-level type by name. With a directory (a Vem::Entity), the entity is made

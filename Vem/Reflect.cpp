@@ -132,7 +132,10 @@ GenericEntity GenericEntity::create(std::string_view typeName, const Lumo::Strin
   auto type = Registry::typeByName(typeName);
   if (!type || !type->isEntity()) throw ReflectError("no entity type named " + std::string(typeName));
   ConstructFromCtorArgsFn make = type->impl().constructFromCtorArgs;
-  if (make == nullptr) throwNewEntityArgsException(*type);
+  auto params = type->ctorParams();
+  // Built from a name only: the arguments are passed untyped, so their types must be checked here.
+  if (make == nullptr || params.size() != 1 || type->paramTypeName(params[0]) != "Vem::String")
+    throwNewEntityArgsException(*type);
   alignas(Lumo::Ptr<Entity>) unsigned char storage[sizeof(Lumo::Ptr<Entity>)];
   const void* args[] = {&name};
   make(storage, args);

@@ -43,18 +43,23 @@ TEST(EntityShape, ChildrenKeyedByAnotherAttributeAreReconciledOnReCreation) {
   EXPECT_EQ(dir->port(IntfId("Ethernet2")), nullptr);
 }
 
-TEST(EntityShape, SingletonReCreationWithAnotherFixedArgumentIsRefused) {
+TEST(EntityShape, SingletonIsKeptUnderItsKeyAndReplacedUnderAnother) {
   auto dir = dirFactory(Lumo::String("d"));
+  Log log(*dir);
   auto single = dir->singleIs(IntfId("Ethernet1"), 5);
   EXPECT_EQ(single->parent(), dir.get());
-  EXPECT_EQ(dir->singleIs(IntfId("Ethernet1"), 6), single);
+  EXPECT_EQ(dir->singleIs(IntfId("Ethernet1"), 6), single);  // same key: kept, settable argument applied
   EXPECT_EQ(single->speed(), 6u);
-  EXPECT_THROW(dir->singleIs(IntfId("Ethernet2"), 7), Vem::EntityError);
-  EXPECT_EQ(single->speed(), 6u);  // nothing changed
-  EXPECT_EQ(dir->single()->intfId(), IntfId("Ethernet1"));
-  EXPECT_EQ(dir->singleDel(), single);
+  auto replaced = dir->singleIs(IntfId("Ethernet2"), 7);  // another key: a new child replaces it
+  EXPECT_NE(replaced, single);
   EXPECT_EQ(single->parent(), nullptr);
+  EXPECT_EQ(replaced->parent(), dir.get());
+  EXPECT_EQ(dir->single()->intfId(), IntfId("Ethernet2"));
+  EXPECT_EQ(log.ids, (std::vector<std::string>{"263+", "263~"}));
+  EXPECT_EQ(dir->singleDel(), replaced);
+  EXPECT_EQ(replaced->parent(), nullptr);
   EXPECT_EQ(dir->single(), nullptr);
+  EXPECT_EQ(dir->singleDel(), nullptr);
 }
 
 TEST(EntityShape, ReferencesAreFiledUnderTheEntityKeyAndRefuseNull) {

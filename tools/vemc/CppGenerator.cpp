@@ -381,6 +381,13 @@ class Writer {
     return "  // Methods the generic interface calls (code 0, arguments 1 and 2).\n  using VemMethods = Vem::MethodList<" + list + ">;\n";
   }
 
+  // ", P1, P2": the C++ types of an entity's constructor parameters, for template arguments.
+  static std::string entityCtorTypes(const TypeDecl& t) {
+    std::string s;
+    for (const CtorParam& p : t.ctorParams) s += ", " + cppType(p.typeName);
+    return s;
+  }
+
   static bool keyedByName(const TypeDecl& t) { return t.ctorParams.size() == 1 && t.ctorParams[0].field == "name"; }
 
   // The constructor's parameter list of an entity type, for declarations (or, without types, for calls).
@@ -723,9 +730,9 @@ class Writer {
         case Member::Kind::child: {
           const TypeDecl& child = *mem.type;
           s << ptr << " " << self << x << "Is(" << entityCtorParams(child, true) << ") {\n"
-            << "  return Vem::singletonIs(\n      *this, " << v << ", " << id << ", [&] { return " << mem.typeName << "Is("
-            << entityCtorParams(child, false) << "); },\n"
-            << "      [&]([[maybe_unused]] " << mem.typeName << "& existing) {\n" << reconcileBody(child, 0) << "      });\n}\n"
+            << "  return Vem::singletonIs(\n      *this, " << v << ", " << id << ", " << child.ctorParams.front().name
+            << ", [&] { return " << mem.typeName << "Is(" << entityCtorParams(child, false) << "); },\n"
+            << "      [&]([[maybe_unused]] " << mem.typeName << "& existing) {\n" << reconcileBody(child, 1) << "      });\n}\n"
             << ptr << " " << self << x << "Del() { return Vem::singletonDel(*this, " << v << ", " << id << "); }\n";
           break;
         }
@@ -924,7 +931,7 @@ class Writer {
       if (t.kind == TypeDecl::Kind::entity) {
         s << "    {" << (t.factory && keyedByName(t) ? "&Vem::GenericIfImpl::newEntityForDir<" + q + ">" : std::string("nullptr"))
           << ", &Vem::TypeImpl<" << q << ">::table, &Vem::GenericIfImpl::GenericIfPtrInterfaceMethods<Vem::Entity>::table, "
-          << (t.factory ? "&Vem::GenericIfImpl::constructEntityFromCtorArgs<" + q + ">" : std::string("nullptr"))
+          << (t.factory ? "&Vem::GenericIfImpl::constructEntityFromCtorArgs<" + q + entityCtorTypes(t) + ">" : std::string("nullptr"))
           << ", &Vem::GenericIfImpl::entityAttributeOp<" << q << ">, "
           << (std::any_of(t.members.begin(), t.members.end(), [](const Member& m) { return m.isCollection(); })
                   ? "&Vem::GenericIfImpl::entityIterator<" + q + ">"

@@ -1,0 +1,214 @@
+// Pseudowire common records: the circuit hash that ignores the sub-interface and FEC index, the
+// whole-port test on both tags, the no-label default, the log encodings, and the label-keyed table.
+#include <Orv/OrvPwCommon.h>
+
+#include <Brek/HashMix.h>
+#include <Lumo/Descriptors.h>
+#include <Lumo/Publisher.h>
+#include <Vem/GenericIf.h>
+#include <Vem/GenericIfOps.h>
+#include <Vem/Hash.h>
+#include <Vem/NboAttrLog.h>
+#include <Vem/Registry.h>
+#include <Vem/TextForm.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace OrvPw;
+using Bridging::VlanIdOrAny;
+using Bridging::VlanIdOrAnyOrNone;
+using Pelix::IntfId;
+
+LocalConnectorInfo circuit(uint16_t tag, uint16_t intVlan, const char* sub = "Ethernet1/1.10") {
+  return LocalConnectorInfo(IntfId("Ethernet1/1"), IntfId(sub), VlanIdOrAny(tag), VlanIdOrAnyOrNone(20),
+                            VlanIdOrAny(intVlan), true, false);
+}
+
+template <class T>
+std::string logged(const T& value) {
+  std::string bytes;
+  Vem::NboAttrLog::Out out(bytes);
+  out << value;
+  return bytes;
+}
+
+template <class T>
+T readBack(const std::string& bytes) {
+  Vem::NboAttrLog::In in(bytes);
+  return T(&in, Vem::StreamBogon{});
+}
+
+// Reads a value's member through the registration tables, as a tool that does not know the type would.
+template <class Out, class T>
+Out genericGet(const T& value, uint16_t attributeId) {
+  const Vem::VemType t = T::vemType();
+  const Vem::MemberRecord* m = t.memberById(attributeId);
+  EXPECT_NE(m, nullptr);
+  auto field = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(m - t.module()->members));
+  Out out{};
+  EXPECT_EQ(t.impl().attributeOp(&out, const_cast<T*>(&value), &field, Vem::OpCode::get, nullptr, nullptr), 0);
+  return out;
+}
+
+TEST(PwCommon, RegistersEightTypesInOrderWithU32Enumerations) {
+  const char* names[] = {"OrvPw::PwUpdateStatus", "OrvPw::PatchType",    "OrvPw::LocalConnectorInfo",
+                         "OrvPw::PwDecapInfo",    "OrvPw::PwHwDecapInfo", "OrvPw::PwHwEncapInfo",
+                         "OrvPw::DecapInfoTable", "OrvPw::LocalConnectorInfoTable"};
+  for (uint16_t i = 0; i < 8; ++i) {
+    auto t = Vem::Registry::typeByName(names[i]);
+    ASSERT_TRUE(t.has_value()) << names[i];
+    EXPECT_EQ(t->index(), i) << names[i];
+  }
+  EXPECT_EQ(Vem::Registry::typeByName("OrvPw::PwUpdateStatus")->record().baseType, -9);
+  EXPECT_EQ(sizeof(PatchType), 4u);
+  EXPECT_EQ(PwUpdateStatusInstance(5), PwUpdateStatus::pwUpdateSuccess);
+  EXPECT_EQ(PwUpdateStatusInstance("endPointInUse"), PwUpdateStatus::endPointInUse);
+  EXPECT_THROW(PwUpdateStatusInstance(6), Vem::RangeException);
+  EXPECT_EQ(static_cast<uint32_t>(PatchTypeInstance("localRemote")), 1u);
+  EXPECT_EQ(stringValue(PwUpdateStatus::pweXconnectFailed), "pweXconnectFailed");
+
+  // Field ids as the generic interface numbers them; only the FEC index of the two has a setter.
+  const Vem::VemType lci = LocalConnectorInfo::vemType();
+  auto flagsOf = [](const Vem::VemType& t, uint16_t id) -> uint16_t { return t.memberById(id)->flagsA; };
+  EXPECT_EQ(flagsOf(lci, 8), 0x2c00);
+  EXPECT_EQ(flagsOf(lci, 9), 0x9c00);
+  EXPECT_EQ(flagsOf(lci, 10), 0x2800);
+  EXPECT_EQ(flagsOf(lci, 11), 0x2800);
+  EXPECT_EQ(flagsOf(PwDecapInfo::vemType(), 8), 0x9c00);
+  EXPECT_EQ(flagsOf(PwHwDecapInfo::vemType(), 7), 0x2c00);
+  EXPECT_EQ(flagsOf(PwHwEncapInfo::vemType(), 10), 0x2c00);
+}
+
+TEST(LocalConnectorInfo, PortConnectorNeedsBothTagsAny) {
+  EXPECT_TRUE(circuit(4095, 4095).isPortConnector());
+  EXPECT_FALSE(circuit(4095, 1).isPortConnector());
+  EXPECT_FALSE(circuit(1, 4095).isPortConnector());
+  EXPECT_FALSE(LocalConnectorInfo().isPortConnector());  // both tags default to 1
+  EXPECT_TRUE(genericGet<bool>(circuit(4095, 4095), 10));
+  EXPECT_FALSE(genericGet<bool>(circuit(4095, 100), 10));
+}
+
+TEST(LocalConnectorInfo, CircuitHashLeavesOutSubInterfaceAndFecIndex) {
+  LocalConnectorInfo a = circuit(10, 100, "Ethernet1/1.10");
+  LocalConnectorInfo b = circuit(10, 100, "Ethernet1/1.20");
+  LocalConnectorInfo c = a;
+  c.hwFecIndexIs(77);
+  for (const LocalConnectorInfo* other : {&b, &c}) {
+    EXPECT_EQ(other->hash(), a.hash());
+    EXPECT_NE(*other, a);
+    EXPECT_NE(other->hash(0), a.hash(0));
+  }
+  // Every field it does take changes it.
+  EXPECT_NE(circuit(11, 100).hash(), a.hash());
+  EXPECT_NE(circuit(10, 101).hash(), a.hash());
+  LocalConnectorInfo inner(IntfId("Ethernet1/1"), IntfId("Ethernet1/1.10"), VlanIdOrAny(10), VlanIdOrAnyOrNone(21),
+                           VlanIdOrAny(100), true, false);
+  EXPECT_NE(inner.hash(), a.hash());
+  LocalConnectorInfo member(IntfId("Ethernet1/1"), IntfId("Ethernet1/1.10"), VlanIdOrAny(10), VlanIdOrAnyOrNone(20),
+                            VlanIdOrAny(100), true, true);
+  EXPECT_NE(member.hash(), a.hash());
+
+  // The exact recipe: interface hash, three single-attribute VLAN hashes, two flag bytes.
+  Brek::HashMix h(0);
+  h.mix(static_cast<uint32_t>(IntfId("Ethernet1/1").hash()));
+  for (uint32_t vlan : {10u, 20u, 100u}) h.mix(Vem::hashSingleAttr(vlan, 0));
+  h.mix(uint8_t{1});
+  h.mix(uint8_t{0});
+  EXPECT_EQ(a.hash(), h.result());
+
+  // The generic interface reports this hash for the type, and as attribute 11.
+  const Vem::VemType t = LocalConnectorInfo::vemType();
+  EXPECT_EQ(Vem::GenericIfImpl::valueMethods(t)->hash(&a, t), a.hash());
+  EXPECT_EQ(genericGet<uint32_t>(a, 11), a.hash());
+  const PwDecapInfo decap(Pelix::MplsLabel(16), IntfId("Pseudowire3"), true, Pseudowire::PseudowireType::pwTypeEthernetTagged,
+                          false, true);
+  EXPECT_EQ(Vem::GenericIfImpl::valueMethods(PwDecapInfo::vemType())->hash(&decap, PwDecapInfo::vemType()), decap.hash(0));
+}
+
+TEST(LocalConnectorInfo, TextAndLogCarryTheEightStoredFields) {
+  LocalConnectorInfo a = circuit(4095, 4095);
+  a.hwFecIndexIs(0x1122334455667788ull);
+  const std::string text(a.stringValue().view());
+  EXPECT_EQ(text.find("isPortConnector"), std::string::npos);
+  EXPECT_EQ(text.find("hash"), std::string::npos);
+  EXPECT_NE(text.find("hwFecIndex"), std::string::npos);
+  EXPECT_EQ(Vem::strepToValue<LocalConnectorInfo>(text), a);
+
+  const std::string bytes = logged(a);
+  EXPECT_EQ(bytes.size(), 8u + 8 + 2 + 2 + 2 + 1 + 1 + 8);
+  EXPECT_EQ(readBack<LocalConnectorInfo>(bytes), a);
+  EXPECT_EQ(readBack<LocalConnectorInfo>(bytes).hwFecIndex(), 0x1122334455667788ull);
+  // Ordering follows the table: the sub-interface decides before the tags.
+  EXPECT_LT(circuit(4000, 1, "Ethernet1/1.10"), circuit(1, 1, "Ethernet1/1.20"));
+}
+
+TEST(PwDecapInfo, DefaultsToNoLabelAndLogsInTableOrder) {
+  PwDecapInfo d;
+  EXPECT_EQ(d.label().value(), 1048576u);
+  EXPECT_FALSE(static_cast<bool>(d));
+  d.hwFecIndexIs(5);
+  EXPECT_TRUE(static_cast<bool>(d));
+  EXPECT_EQ(PwHwDecapInfo().label().value(), 1048576u);
+  EXPECT_EQ(PwHwEncapInfo().label().value(), 1048576u);
+  EXPECT_TRUE(PwHwEncapInfo().rwDot1qTag().isNone());
+
+  const PwDecapInfo decap(Pelix::MplsLabel(1000), IntfId("Pseudowire7"), true,
+                          Pseudowire::PseudowireType::pwTypeEthernetTagged, true, false);
+  EXPECT_EQ(logged(decap).size(), 4u + 8 + 1 + 4 + 1 + 1 + 8);
+  EXPECT_EQ(readBack<PwDecapInfo>(logged(decap)), decap);
+  const PwHwDecapInfo hwDecap(Pelix::MplsLabel(1000), true, Pseudowire::PseudowireType::pwTypeEthernetTagged, false, true, 9);
+  EXPECT_EQ(logged(hwDecap).size(), 4u + 1 + 4 + 1 + 1 + 8);
+  EXPECT_EQ(readBack<PwHwDecapInfo>(logged(hwDecap)), hwDecap);
+  const PwHwEncapInfo encap(IntfId("Ethernet2"), Pelix::MplsLabel(17), true, Bridging::VlanIdOrNone(10),
+                            Bridging::VlanIdOrNone(0), Pseudowire::Dot1qTagOperation::tagOpSwap, false, true, 3);
+  const std::string bytes = logged(encap);
+  ASSERT_EQ(bytes.size(), 8u + 4 + 1 + 2 + 2 + 4 + 1 + 1 + 8);
+  EXPECT_EQ(readBack<PwHwEncapInfo>(bytes), encap);
+  EXPECT_EQ(Vem::strepToValue<PwHwEncapInfo>(encap.stringValue().view()), encap);
+  // tagOp travels as a 32-bit code after the two VLANs.
+  EXPECT_EQ(bytes.substr(17, 4), std::string("\0\0\0\3", 4));
+}
+
+struct Announcements : Lumo::Subscriber {
+  std::vector<Lumo::AttributeId> ids;
+  std::vector<bool> hadOld;
+  void onChange(Lumo::AttributeId id, const void*, const void* old) override {
+    ids.push_back(id);
+    hadOld.push_back(old != nullptr);
+  }
+};
+
+TEST(PwCommonTables, LabelTableAnnouncesOnlyRealChanges) {
+  auto table = decapInfoTableFactory(Lumo::String("decap"));
+  EXPECT_EQ(table->nameString(), "decap");
+  Announcements seen;
+  table->publisher().subscriberAdd(&seen);
+  const Pelix::MplsLabel label(100);
+  PwDecapInfo info(label, IntfId("Pseudowire1"), false, Pseudowire::PseudowireType::pwTypeEthernetRaw, false, false);
+  table->labelToPwDecapInfoIs(label, info);
+  table->labelToPwDecapInfoIs(label, info);  // equal: nothing
+  info.hwFecIndexIs(3);
+  table->labelToPwDecapInfoIs(label, info);  // replaces
+  EXPECT_EQ(table->labelToPwDecapInfo(label).hwFecIndex(), 3u);
+  EXPECT_EQ(table->labelToPwDecapInfo(Pelix::MplsLabel(101)), PwDecapInfo());
+  table->labelToPwDecapInfoDel(Pelix::MplsLabel(101));  // absent: nothing
+  table->labelToPwDecapInfoDel(label);
+  EXPECT_EQ(seen.ids, (std::vector<Lumo::AttributeId>{258, 258, 258}));
+  EXPECT_EQ(seen.hadOld, (std::vector<bool>{false, true, true}));
+  table->publisher().subscriberDel(&seen);
+
+  auto circuits = localConnectorInfoTableFactory(Lumo::String("local"));
+  circuits->localConnectorInfoIs(IntfId("Ethernet4"), circuit(4095, 4095));
+  circuits->localConnectorInfoIs(IntfId("Ethernet5"), circuit(10, 10));
+  EXPECT_TRUE(circuits->localConnectorInfo(IntfId("Ethernet4")).isPortConnector());
+  EXPECT_EQ(circuits->localConnectorInfo().size(), 2u);
+  circuits->localConnectorInfoDelAll();
+  EXPECT_EQ(circuits->localConnectorInfo().size(), 0u);
+}
+
+}  // namespace
