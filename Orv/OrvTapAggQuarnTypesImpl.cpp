@@ -62,13 +62,21 @@ void appendTreatment(std::string& out, const DestinationMap& destination, const 
 Lumo::String ComponentKey::stringValue() const {
   std::string out = "global: { dest: ";
   appendTreatment(out, destination_, identityTag_, macAddress_, removeVlans_);
+  for (auto it = actionSetProperties_.begin(); it.valid(); it.next()) {
+    const ActionSetProperties& set = it.value();
+    out += ", ";
+    out += it.key().view();
+    out += ": { dest: ";
+    appendTreatment(out, set.destination(), set.identityTag(), set.macAddress(), set.removeVlans());
+  }
   return Lumo::String(out);
 }
 
-// A value holding a collection has no text parser.
-ComponentKey::ComponentKey(Vem::CharRange&) { Vem::throwNoStringConstructor("ComponentKey"); }
-
 // Counted per set, so a name in several sets counts each time; the sum wraps at 16 bits.
-uint16_t ComponentKey::numDestinations() const { return static_cast<uint16_t>(destination_.size()); }
+uint16_t ComponentKey::numDestinations() const {
+  std::size_t count = destination_.size();
+  for (auto it = actionSetProperties_.begin(); it.valid(); it.next()) count += it.value().destination().size();
+  return static_cast<uint16_t>(count);
+}
 
 }  // namespace Orv::OrvTapAgg

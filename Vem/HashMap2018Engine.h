@@ -47,9 +47,11 @@ class HashMap2018Engine {
 
   HashMap2018Engine() noexcept : seed_(HashHelper::hashSeed32() ^ Node::seedConstant) {}
 
-  HashMap2018Engine(const HashMap2018Engine& o) : seed_(o.seed_) { shareFrom(o); }
+  // Copies share buckets and allocate only the slot array. They are noexcept, so that values holding a
+  // map can themselves be kept in maps; running out of memory there ends the process.
+  HashMap2018Engine(const HashMap2018Engine& o) noexcept : seed_(o.seed_) { shareFrom(o); }
   HashMap2018Engine(HashMap2018Engine&& o) noexcept : seed_(o.seed_) { takeFrom(o); }
-  HashMap2018Engine& operator=(const HashMap2018Engine& o) {
+  HashMap2018Engine& operator=(const HashMap2018Engine& o) noexcept {
     if (this != &o) {
       releaseAll();
       shareFrom(o);

@@ -1,11 +1,15 @@
-// A collection held inside a value type (a LAG's VLAN membership, a component's destinations). The value
-// is copied by value, and the engine's shared buckets make such copies cheap. Its forms:
+// A collection held inside a value type (a LAG's VLAN membership, a component's destinations), a map or a
+// set of keys. The value is copied by value, and the engine's shared buckets make such copies cheap. Its
+// forms:
 //   equality   the maps as wholes (same keys, equal values)
-//   ordering   entries in key order, lexicographically, then the shorter map first
+//   ordering   the smaller collection first; at equal size entries in key order, lexicographically
 //   hash       independent of the engine's iteration order
 //   text       {key: value, key: value} in key order; a value holding a collection has no parser
-//   log        each entry as key then value in iteration order, ended by one default key (0, or the
-//              empty string), which therefore cannot be carried; a duplicate key on input is refused
+//   log        each entry as key then value (a set: the key alone) in iteration order, ended by one
+//              default key (0, or the empty string), which therefore cannot be carried; a duplicate key
+//              on input is refused
+// Equality, order and hash depend on contents only: the engine's iteration order also depends on its
+// table size, so two equal collections with different histories may iterate differently.
 #pragma once
 
 #include <Vem/HashMap2018.h>
@@ -22,6 +26,9 @@
 namespace Vem {
 
 template <class Node>
+inline constexpr bool isSetNode = requires { Node::keysOnly; };
+
+template <class Node>
 std::vector<std::pair<typename Node::Key, typename Node::Value>> sortedEntries(const HashMap2018<Node>& map) {
   std::vector<std::pair<typename Node::Key, typename Node::Value>> out;
   out.reserve(map.size());
@@ -35,6 +42,7 @@ std::vector<std::pair<typename Node::Key, typename Node::Value>> sortedEntries(c
 template <class Node>
 struct ValueTraits<HashMap2018<Node>> {
   using Map = HashMap2018<Node>;
+  static constexpr bool keysOnly = isSetNode<Node>;
   using K = typename Node::Key;
   using V = typename Node::Value;
   static bool equal(const Map& a, const Map& b) {
@@ -46,19 +54,20 @@ struct ValueTraits<HashMap2018<Node>> {
     return true;
   }
   static std::strong_ordering compare(const Map& a, const Map& b) {
+    if (auto bySize = a.size() <=> b.size(); bySize != 0) return bySize;
     auto x = sortedEntries(a), y = sortedEntries(b);
-    for (std::size_t i = 0; i < x.size() && i < y.size(); ++i) {
+    for (std::size_t i = 0; i < x.size(); ++i) {
       if (auto c = ValueTraits<K>::compare(x[i].first, y[i].first); c != 0) return c;
       if (auto c = ValueTraits<V>::compare(x[i].second, y[i].second); c != 0) return c;
     }
-    return x.size() <=> y.size();
+    return std::strong_ordering::equal;
   }
   static void hashInto(Hash& h, const Map& m) {
     uint32_t sum = 0;
     for (auto it = m.begin(); it.valid(); it.next()) {
       Hash entry(0);
       ValueTraits<K>::hashInto(entry, it.key());
-      ValueTraits<V>::hashInto(entry, it.value());
+      if constexpr (!keysOnly) ValueTraits<V>::hashInto(entry, it.value());
       sum += entry.result();
     }
     h.hashMix(static_cast<uint32_t>(m.size()));
@@ -74,8 +83,10 @@ struct TextTraits<HashMap2018<Node>> {
     for (const auto& [k, v] : sortedEntries(map)) {
       os << (first ? "" : ", ");
       TextTraits<typename Node::Key>::write(os, k);
-      os << ": ";
-      TextTraits<typename Node::Value>::write(os, v);
+      if constexpr (!isSetNode<Node>) {
+        os << ": ";
+        TextTraits<typename Node::Value>::write(os, v);
+      }
       first = false;
     }
     os << '}';
@@ -93,31 +104,47 @@ struct LogTraits<HashMap2018<Node>> {
       if (isDefaultKey(it.key())) failWithAttrLogValueCollectionDefaultKey();
     for (auto it = map.begin(); it.valid(); it.next()) {
       LogTraits<K>::write(out, it.key());
-      LogTraits<V>::write(out, it.value());
+      if constexpr (!isSetNode<Node>) LogTraits<V>::write(out, it.value());
     }
     LogTraits<K>::write(out, K{});
   }
-  static void read(NboAttrLog::In& in, HashMap2018<Node>& map) {
-    HashMap2018<Node> read;
+  template <class Collection>
+  static void read(NboAttrLog::In& in, Collection& map) {
+    Collection read;
     for (;;) {
       K key{};
       LogTraits<K>::read(in, key);
       if (isDefaultKey(key)) break;
       if (read.contains(key)) throw RangeException("attribute log: duplicate key in a collection inside a value");
-      V value{};
-      LogTraits<V>::read(in, value);
-      read.set(key, value);
+      if constexpr (isSetNode<Node>) {
+        read.insert(key);
+      } else {
+        V value{};
+        LogTraits<V>::read(in, value);
+        read.set(key, value);
+      }
     }
     map = std::move(read);
   }
   static std::size_t size(const HashMap2018<Node>& map) {
     std::size_t n = LogTraits<K>::size(K{});
-    for (auto it = map.begin(); it.valid(); it.next()) n += LogTraits<K>::size(it.key()) + LogTraits<V>::size(it.value());
+    for (auto it = map.begin(); it.valid(); it.next()) {
+      n += LogTraits<K>::size(it.key());
+      if constexpr (!isSetNode<Node>) n += LogTraits<V>::size(it.value());
+    }
     return n;
   }
   [[noreturn]] static void failWithAttrLogValueCollectionDefaultKey() {
     throw RangeException("attribute log: a collection inside a value cannot carry the default key, which ends it");
   }
 };
+
+// A set inside a value has the forms of a map whose values are not written.
+template <class Node>
+struct ValueTraits<HSet<Node>> : ValueTraits<HashMap2018<Node>> {};
+template <class Node>
+struct TextTraits<HSet<Node>> : TextTraits<HashMap2018<Node>> {};
+template <class Node>
+struct LogTraits<HSet<Node>> : LogTraits<HashMap2018<Node>> {};
 
 }  // namespace Vem

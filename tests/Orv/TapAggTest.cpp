@@ -4,12 +4,14 @@
 #include <Orv/OrvTapAggQuarnTypes.h>
 
 #include <Lumo/Publisher.h>
+#include <Vem/GenericIf.h>
 #include <Vem/NboAttrLog.h>
 #include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -36,15 +38,22 @@ TEST(TapAggRegistration, TypesAndMembers) {
   auto key = ComponentKey::vemType();
   EXPECT_EQ(key.record().firstParam, 0);  // no constructor parameters
   EXPECT_EQ(key.memberById(2)->flagsA, 0x9c01);
+  EXPECT_EQ(key.memberById(2)->flagsB, 0x0109);  // a set
   EXPECT_EQ(key.memberById(2)->keyType, -18);
+  EXPECT_EQ(key.memberById(6), key.memberByName("actionSetProperties"));
+  EXPECT_EQ(key.refName(key.memberById(6)->type), "Orv::OrvTapAgg::ActionSetProperties");
+  EXPECT_EQ(key.memberById(8), key.memberByName("stringValue"));
   for (uint16_t id : {3, 4, 5}) EXPECT_EQ(key.memberById(id)->flagsA, 0x9c00) << id;
   EXPECT_EQ(key.refName(key.memberById(5)->type), "Bridging::Dot1qStrip");
   const Vem::MemberRecord* count = key.memberByName("numDestinations");
-  ASSERT_NE(count, nullptr);
+  ASSERT_EQ(count, key.memberById(7));
   EXPECT_EQ(count->flagsA, 0x2800);
   EXPECT_EQ(count->type, -7);
   auto status = ComponentStatus::vemType();
   EXPECT_NE(status.memberById(154), nullptr);
+  EXPECT_EQ(status.memberById(258), status.memberByName("componentGroupId"));
+  EXPECT_EQ(status.refName(status.memberById(258)->keyType), "Orv::OrvTapAgg::ComponentKey");
+  EXPECT_EQ(status.memberById(259), status.memberByName("actionSetGroupId"));
   EXPECT_NE(status.impl().newEntityForDir, nullptr);
 }
 
@@ -52,11 +61,11 @@ TEST(TapAggText, SummaryOfTheDefaultKeyAndOfEachPart) {
   ComponentKey key;
   EXPECT_EQ(key.stringValue(), "global: { dest: None, id-tag: None, mac-addr: None, remove-tag: None }");
 
-  key.destinationIs("d3", true);
+  key.destinationIs("d3");
   EXPECT_EQ(key.stringValue(), "global: { dest: ( d3 ), id-tag: None, mac-addr: None, remove-tag: None }");
   key.destinationDelAll();
-  key.destinationIs("d1", true);
-  key.destinationIs("d2", true);
+  key.destinationIs("d1");
+  key.destinationIs("d2");
   EXPECT_EQ(key.stringValue(),
             "global: { dest: ( " + namesInIterationOrder(key) + " ), id-tag: None, mac-addr: None, remove-tag: None }");
   EXPECT_EQ(namesInIterationOrder(key).size(), 6u);
@@ -74,14 +83,28 @@ TEST(TapAggText, SummaryOfTheDefaultKeyAndOfEachPart) {
   macs.removeVlansIs(Bridging::Dot1qStrip::dot1qStripOuter);
   EXPECT_EQ(macs.stringValue(), "global: { dest: None, id-tag: None, mac-addr: ( 00:00:00:00:00:00, 00:1a:2b:3c:4d:5e ), "
                                 "remove-tag: dot1qStripOuter }");
+
+  // Each action set follows the global part with its own treatment.
+  ComponentKey withSet;
+  ActionSetProperties s1;
+  s1.destinationIs("d3");
+  withSet.actionSetPropertiesIs("s1", s1);
+  EXPECT_EQ(withSet.stringValue(), "global: { dest: None, id-tag: None, mac-addr: None, remove-tag: None }, "
+                                   "s1: { dest: ( d3 ), id-tag: None, mac-addr: None, remove-tag: None }");
 }
 
 TEST(TapAggText, GenericFormIsDistinctAndNothingParses) {
   ComponentKey key;
-  key.destinationIs("d1", true);
+  key.destinationIs("d1");
   std::string generic = Vem::valueToString(key).stdString();
   EXPECT_EQ(generic.rfind("Orv::OrvTapAgg::ComponentKey(destination=", 0), 0u) << generic;
   EXPECT_NE(generic, key.stringValue().stdString());
+  std::ostringstream streamed;
+  streamed << key;
+  EXPECT_EQ(streamed.str(), generic);
+  // The generic interface's text form is the generic one too; its member 8 is the summary.
+  auto type = ComponentKey::vemType();
+  EXPECT_EQ(Vem::GenericIfImpl::valueMethods(type)->strRep(&key, type, 0).stdString(), generic);
 
   try {
     Vem::strepToValue<ComponentKey>(generic);
@@ -101,11 +124,17 @@ TEST(TapAggText, GenericFormIsDistinctAndNothingParses) {
 TEST(TapAggKey, DestinationCountWrapsAtSixteenBits) {
   ComponentKey key;
   EXPECT_EQ(key.numDestinations(), 0);
-  key.destinationIs("d1", true);
-  key.destinationIs("d2", true);
-  key.destinationIs("d1", true);  // a set: the same name once
+  key.destinationIs("d1");
+  key.destinationIs("d2");
+  key.destinationIs("d1");  // a set: the same name once
   EXPECT_EQ(key.numDestinations(), 2);
-  for (uint32_t i = 0; i < 65535; ++i) key.destinationIs(String("x" + std::to_string(i)), true);
+  // A name in several sets counts each time.
+  ActionSetProperties s1;
+  s1.destinationIs("d1");
+  key.actionSetPropertiesIs("s1", s1);
+  EXPECT_EQ(key.numDestinations(), 3);
+  key.actionSetPropertiesDelAll();
+  for (uint32_t i = 0; i < 65535; ++i) key.destinationIs(String("x" + std::to_string(i)));
   EXPECT_EQ(key.destination().size(), 65537u);
   EXPECT_EQ(key.numDestinations(), 1);
 }
@@ -117,10 +146,10 @@ TEST(TapAggKey, EqualityTruthAndIndependentCopies) {
   EXPECT_TRUE(a);
   EXPECT_NE(a, b);
   b.removeVlansIs(Bridging::Dot1qStrip::dot1qStripInner);
-  a.destinationIs("d1", true);
-  a.destinationIs("d2", true);
-  b.destinationIs("d2", true);
-  b.destinationIs("d1", true);
+  a.destinationIs("d1");
+  a.destinationIs("d2");
+  b.destinationIs("d2");
+  b.destinationIs("d1");
   EXPECT_EQ(a, b);
   EXPECT_EQ(a.hash(17), b.hash(17));
 
@@ -132,16 +161,37 @@ TEST(TapAggKey, EqualityTruthAndIndependentCopies) {
 
   ActionSetProperties s;
   EXPECT_FALSE(s);
-  s.destinationIs("d9", true);
+  s.destinationIs("d9");
   EXPECT_TRUE(s);
+
+  // Order: the smaller destination set first, whatever the names.
+  ComponentKey one, two;
+  one.destinationIs("z");
+  two.destinationIs("a");
+  two.destinationIs("b");
+  EXPECT_LT(one, two);
+  // Action sets take part in equality and order; a copy's change leaves the original alone.
+  ComponentKey withSet = a;
+  withSet.actionSetPropertiesIs("s1", s);
+  EXPECT_NE(withSet, a);
+  EXPECT_GT(withSet, a);
+  ComponentKey copyOfSet = withSet;
+  ActionSetProperties changed = s;
+  changed.destinationIs("d10");
+  copyOfSet.actionSetPropertiesIs("s1", changed);
+  EXPECT_EQ(withSet.actionSetProperties("s1"), s);
+  EXPECT_NE(copyOfSet, withSet);
 }
 
 TEST(TapAggLog, RoundTripAndRefusals) {
   ComponentKey key;
-  key.destinationIs("d1", true);
-  key.destinationIs("d2", true);
+  key.destinationIs("d1");
+  key.destinationIs("d2");
   key.identityTagIs(Bridging::IdentityTuple(3, Bridging::VlanIdOrNone(10)));
   key.removeVlansIs(Bridging::Dot1qStrip::dot1qStripOuterAndInner);
+  ActionSetProperties treatment;
+  treatment.destinationIs("d3");
+  key.actionSetPropertiesIs("s1", treatment);
   std::string bytes;
   Vem::NboAttrLog::Out out(bytes);
   out << key;
@@ -152,25 +202,35 @@ TEST(TapAggLog, RoundTripAndRefusals) {
   EXPECT_EQ(back.stringValue().size(), key.stringValue().size());
 
   // The empty name ends the list, so a key holding it cannot be written.
-  key.destinationIs("", true);
+  key.destinationIs("");
   std::string refused;
   Vem::NboAttrLog::Out badOut(refused);
   EXPECT_THROW(badOut << key, Vem::RangeException);
 
-  // A list naming one destination twice is refused.
+  // A list naming one destination twice is refused, as is one naming an action set twice.
+  std::string empty;
+  Vem::NboAttrLog::Out emptyOut(empty);
+  emptyOut << ComponentKey();
   std::string twice;
   Vem::NboAttrLog::Out w(twice);
-  for (int i = 0; i < 2; ++i) {
-    w.string("d1");
-    w.u8(1);
-  }
-  w.string("");
-  w.u16(0);
-  w.u16(0);
-  for (int i = 0; i < 12; ++i) w.u8(0);
-  w.u32(0);
+  w.string("d1");
+  w.string("d1");
+  twice += empty;
   Vem::NboAttrLog::In dup(twice);
   EXPECT_THROW(ComponentKey(&dup, Vem::StreamBogon{}), Vem::RangeException);
+
+  std::string defaultTreatment;
+  Vem::NboAttrLog::Out treatmentOut(defaultTreatment);
+  treatmentOut << ActionSetProperties();
+  std::string setTwice = empty.substr(0, empty.size() - 4);  // all but the action sets' end mark
+  Vem::NboAttrLog::Out w2(setTwice);
+  for (int i = 0; i < 2; ++i) {
+    w2.string("s1");
+    setTwice += defaultTreatment;
+  }
+  w2.string("");
+  Vem::NboAttrLog::In dupSet(setTwice);
+  EXPECT_THROW(ComponentKey(&dupSet, Vem::StreamBogon{}), Vem::RangeException);
 }
 
 struct Changes : Lumo::Subscriber {
@@ -196,6 +256,18 @@ TEST(TapAggStatus, GroupNumbersAnnounceOnlyRealChanges) {
   EXPECT_EQ(status->actionSetGroupId("absent"), 0);
   EXPECT_EQ(status->actionSetGroupIdDel("s1"), 5);
   EXPECT_EQ(seen.ids.size(), 3u);
+
+  // Components: equal keys built in different orders find the same entry.
+  ComponentKey a, b;
+  a.destinationIs("d1");
+  a.destinationIs("d2");
+  b.destinationIs("d2");
+  b.destinationIs("d1");
+  status->componentGroupIdIs(a, 7);
+  status->componentGroupIdIs(b, 7);  // the same key, unchanged: nothing
+  EXPECT_EQ(seen.ids, (std::vector<uint16_t>{259, 259, 259, 258}));
+  EXPECT_EQ(status->componentGroupId(b), 7);
+  EXPECT_EQ(status->componentGroupId().size(), 1u);
 }
 
 }  // namespace

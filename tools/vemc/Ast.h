@@ -55,6 +55,7 @@ struct Member {
   bool counter = false;      // attr: has xInc
   bool silent = false;       // announces nothing
   bool unlogged = false;     // never written to the attribute log
+  bool keysOnly = false;     // a collection inside a value that is a set: keys only, no values
   int line = 0;
 
   // Filled by the checker.

@@ -261,7 +261,7 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
       case Member::Kind::input: mem.flagsA = 0x2000; mem.flagsB = 0x2000; break;
       case Member::Kind::valueCollection:
         mem.flagsA = 0x9c01;
-        mem.flagsB = 0x0101;
+        mem.flagsB = mem.keysOnly ? 0x0109 : 0x0101;
         if (mem.type && mem.type->kind == TypeDecl::Kind::entity)
           throw CompileError(m.file, mem.line, "a value cannot hold entities");
         checkCollectionKey(m, t, mem);

@@ -288,6 +288,17 @@ class Writer {
           break;
         case Member::Kind::valueCollection: {
           const std::string key = argType(mem.keyTypeName, mem.keyType);
+          if (mem.keysOnly) {
+            h << "  const Vem::HSet<HN_" << capitalized(mem.name) << ">& " << mem.name << "() const noexcept { return "
+              << storage(mem) << "; }\n"
+              << "  bool " << mem.name << "Has(" << key << " key) const noexcept { return " << storage(mem)
+              << ".contains(key); }\n"
+              << "  void " << mem.name << "Is(" << key << " key) { " << storage(mem) << ".insert(key); }\n"
+              << "  // True when the key was there.\n"
+              << "  bool " << mem.name << "Del(" << key << " key) { return " << storage(mem) << ".erase(key); }\n"
+              << "  void " << mem.name << "DelAll() { " << storage(mem) << ".clear(); }\n";
+            break;
+          }
           h << "  // The value under `key`, or the value type's default when there is none.\n"
             << "  " << cppType(mem.typeName) << " " << mem.name << "(" << key << " key) const;\n"
             << "  const Vem::HashMap2018<HN_" << capitalized(mem.name) << ">& " << mem.name << "() const noexcept { return "
@@ -309,9 +320,11 @@ class Writer {
       << "  // Seeded hash, for keyed collections.\n"
       << "  uint32_t hash(uint32_t seed) const noexcept { return Vem::valueHash(*this, seed); }\n"
       << "  // True unless equal to the default value.\n"
-      << "  explicit operator bool() const { return Vem::valueIsSet(*this); }\n"
-      << "  Lumo::String stringValue() const;" << (t.handwrittenText ? "  // written by hand beside the module" : "")
-      << "\n\n"
+      << "  explicit operator bool() const { return Vem::valueIsSet(*this); }\n";
+    // A type may declare its own `stringValue` member; the generic text form is then `operator<<` alone.
+    if (!declaresStringValue(t))
+      h << "  Lumo::String stringValue() const;" << (t.handwrittenText ? "  // written by hand beside the module" : "") << "\n";
+    h << "\n"
       << "  static constexpr std::string_view vemTypeName = " << quoted(t.qualifiedName()) << ";\n"
       << "  static Vem::VemType vemType() noexcept { return Vem::VemType(&" << descriptorSymbol(m_) << ", "
       << t.index << "); }\n";
@@ -320,8 +333,9 @@ class Writer {
       h << "\n private:\n";
       for (const Member& mem : t.members) {
         if (!mem.stored()) continue;
-        std::string type = mem.kind == Member::Kind::valueCollection ? "Vem::HashMap2018<HN_" + capitalized(mem.name) + ">"
-                                                                      : cppType(mem.typeName);
+        std::string type = mem.kind != Member::Kind::valueCollection ? cppType(mem.typeName)
+                           : mem.keysOnly ? "Vem::HSet<HN_" + capitalized(mem.name) + ">"
+                                          : "Vem::HashMap2018<HN_" + capitalized(mem.name) + ">";
         h << "  " << type << " " << storage(mem);
         if (mem.defaultValue) h << " = " << literalCpp(*mem.defaultValue, mem.typeName, mem.type);
         else h << "{}";
@@ -478,11 +492,15 @@ class Writer {
     return c;
   }
 
+  static bool declaresStringValue(const TypeDecl& t) {
+    return std::any_of(t.members.begin(), t.members.end(), [](const Member& m) { return m.name == "stringValue"; });
+  }
+
   // The collection's node type.
   std::string nodeType(const Member& mem) {
     const std::string seed = hex(mem.seedConstant) + "u";
     const std::string form = "Vem::" + mem.keyForm;
-    if (mem.kind == Member::Kind::set)
+    if (mem.kind == Member::Kind::set || mem.keysOnly)
       return "Vem::HashMap2018SetNode<" + cppType(mem.keyTypeName) + ", " + form + ", " + seed + ">";
     if (mem.holdsEntities())
       return "Vem::HashMap2018NodeInternalKey<Lumo::Ptr<" + mem.typeName + ">, Vem::EntityKey<" + mem.typeName + ">, " +
@@ -826,7 +844,7 @@ class Writer {
       << "\n" << n << "::" << n << "(Vem::NboAttrLog::In* in, Vem::StreamBogon) {\n  Vem::valueFromLog(*in, *this);\n"
       << checksCode(t, false) << "}\n";
     for (const Member& mem : t.members) {
-      if (mem.kind != Member::Kind::valueCollection) continue;
+      if (mem.kind != Member::Kind::valueCollection || mem.keysOnly) continue;
       const std::string key = argType(mem.keyTypeName, mem.keyType), val = argType(mem.typeName, mem.type);
       const std::string v = storage(mem), x = mem.name, V = cppType(mem.typeName);
       s << "\n" << V << " " << n << "::" << x << "(" << key << " key) const {\n"
@@ -863,7 +881,7 @@ class Writer {
     if (t.handwrittenText)
       s << "\nstd::ostream& operator<<(std::ostream& os, const " << n << "& value) { return os << value.stringValue(); }\n";
     else
-      s << "\nLumo::String " << n << "::stringValue() const { return Vem::valueToString(*this); }\n"
+      s << (declaresStringValue(t) ? "\n" : "\nLumo::String " + n + "::stringValue() const { return Vem::valueToString(*this); }\n")
         << "std::ostream& operator<<(std::ostream& os, const " << n << "& value) {\n"
         << "  Vem::valueToStrep(os, value);\n  return os;\n}\n";
     s << ""

@@ -239,6 +239,10 @@ class Parser {
     else if (word == "const") m.kind = Member::Kind::constant;
     else if (word == "input") m.kind = Member::Kind::input;
     else if (word == "collection") m.kind = Member::Kind::valueCollection;
+    else if (word == "set") {
+      m.kind = Member::Kind::valueCollection;
+      m.keysOnly = true;
+    }
     else fail("unknown member kind '" + word + "'");
     m.name = identifier("a member name");
     if (m.name.find("::") != std::string::npos) fail("a member name is a plain identifier");
@@ -260,8 +264,12 @@ class Parser {
     m.typeName = identifier("a type");
     if (m.kind == Member::Kind::valueCollection) {
       m.keyTypeName = m.typeName;
-      expectPunct("->");
-      m.typeName = identifier("the value type");
+      if (m.keysOnly) {
+        m.typeName = "bool";
+      } else {
+        expectPunct("->");
+        m.typeName = identifier("the value type");
+      }
     }
     if (acceptPunct("=")) {
       if (m.kind == Member::Kind::valueCollection) fail("a collection starts empty and takes no default");
