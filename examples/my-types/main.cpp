@@ -4,7 +4,11 @@
 #include <MyTypes/MyTypes.h>
 #include <Orv/OrvPortVlanPair.h>
 
+#include <Lumo/Publisher.h>
 #include <Vem/NboAttrLog.h>
+#include <Vem/NboAttrLogDemux.h>
+#include <Vem/NboAttrLogSa.h>
+#include <Vem/Transport.h>
 #include <Vem/RangeException.h>
 #include <Vem/Registry.h>
 #include <Vem/TextForm.h>
@@ -33,6 +37,53 @@ std::string hex(std::string_view bytes) {
     text += two;
   }
   return text;
+}
+
+// Prints each announcement of an entity: which attribute changed, under which key.
+struct Announcements : Lumo::Subscriber {
+  Announcements(Vem::Entity& e, std::string who) : entity(e), name(std::move(who)) { e.publisher().subscriberAdd(this); }
+  ~Announcements() override { entity.publisher().subscriberDel(this); }
+  void onChange(Lumo::AttributeId id, const void* key, const void* old) override {
+    std::cout << name << " announces attribute " << id << (key ? " under a key" : "") << (old ? ", replacing" : ", new")
+              << '\n';
+    ++count;
+  }
+  Vem::Entity& entity;
+  std::string name;
+  int count = 0;
+};
+
+// An entity of our own, mirrored over the attribute log into a second copy that announces what it
+// applies, as an agent in another process would see it.
+void mirrorASite() {
+  using MyTypes::UplinkConfig;
+  auto site = MyTypes::siteFactory("lab");
+  site->regionIs("west");
+  Pelix::IntfId port("Ethernet49/1");
+  site->configIs(port, UplinkConfig(port, "to spine 1", MyTypes::LinkRole::uplink, 9000));
+  auto link = site->linkIs("Ethernet49/1");
+  link->upIs(true);
+
+  Vem::NboAttrLog::Sender sender;
+  Vem::NboAttrLog::Demuxer receiver;
+  Lumo::Ptr<Vem::Entity> mirror;
+  receiver.rootObserverIs([&](Vem::EntityId, const Lumo::Ptr<Vem::Entity>& root) { mirror = root; });
+  sender.attach(site);
+  std::cout << "mirror: sent " << Vem::NboAttrLog::pump(sender, receiver) << " bytes\n";
+  check(mirror && mirror->typeData() == MyTypes::Site::vemType(), "the mirror is a Site");
+  if (!mirror) return;
+  auto& copy = static_cast<MyTypes::Site&>(*mirror);
+  check(copy.region() == "west" && copy.config(port) == site->config(port), "the mirror holds the site's state");
+  auto linkCopy = copy.link("Ethernet49/1");
+  check(linkCopy && linkCopy->up(), "the mirror created the link itself");
+
+  // A change after the first full copy travels as one record and is announced by the mirror.
+  Announcements seen(*linkCopy, "mirror link");
+  link->flapsInc(1);
+  link->upIs(false);
+  std::cout << "mirror: sent " << Vem::NboAttrLog::pump(sender, receiver) << " bytes\n";
+  check(seen.count == 2 && linkCopy->flaps() == 1 && !linkCopy->up(), "the mirror applied and announced both changes");
+  std::cout << "mirror: link up=" << (linkCopy->up() ? "true" : "false") << " flaps=" << linkCopy->flaps() << '\n';
 }
 
 }  // namespace
@@ -95,6 +146,8 @@ int main() {
     check(false, "a truncated record is refused");
   } catch (const Vem::RangeException&) {
   }
+
+  mirrorASite();
 
   std::cout << (failures == 0 ? "my-types: all checks passed\n" : "my-types: checks failed\n");
   return failures == 0 ? 0 : 1;

@@ -68,6 +68,7 @@ expect_line "$out" 'value: MyTypes::UplinkConfig(port=Ethernet49/1, description=
 expect_line "$out" 'refused: MyTypes::UplinkConfig::mtu > _maxMtu not allowed'
 expect_line "$out" 'refused: MyTypes::UplinkConfig::mtu > maxMtu_ not allowed'
 expect_line "$out" 'pair: Orv::PortVlanPair(port=Ethernet49/1, vlan=100)'
+expect_line "$out" 'mirror: link up=false flaps=1'
 expect_line "$out" 'my-types: all checks passed'
 
 out="$WORK_DIR/modules.out"
@@ -89,6 +90,8 @@ expect_line "$out" '  constructor   port: Pelix::IntfId, description: Vem::Strin
 text='MyTypes::UplinkConfig(port=Ethernet2, description="lab", role=trunk, mtu=1500, maxMtu=9214)'
 run "$vemsh" --load "$library" value MyTypes::UplinkConfig "$text" >"$out" 2>&1 || { cat "$out" >&2; fail "vemsh value"; }
 expect_line "$out" "text: $text"
+run "$vemsh" --load "$library" describe MyTypes::Site >"$out" 2>&1 || { cat "$out" >&2; fail "vemsh describe Site"; }
+expect_line "$out" 'type MyTypes::Site'
 # Without --load the shell knows nothing of the user's types.
 if run "$vemsh" describe MyTypes::UplinkConfig >"$out" 2>&1; then fail "vemsh found MyTypes without --load"; fi
 expect_line "$out" 'vemsh: no type named MyTypes::UplinkConfig'
