@@ -69,7 +69,8 @@ void mirrorASite() {
   Lumo::Ptr<Vem::Entity> mirror;
   receiver.rootObserverIs([&](Vem::EntityId, const Lumo::Ptr<Vem::Entity>& root) { mirror = root; });
   sender.attach(site);
-  std::cout << "mirror: sent " << Vem::NboAttrLog::pump(sender, receiver) << " bytes\n";
+  const std::size_t fullCopyBytes = Vem::NboAttrLog::pump(sender, receiver);
+  std::cout << "mirror: sent " << fullCopyBytes << " bytes\n";
   check(mirror && mirror->typeData() == MyTypes::Site::vemType(), "the mirror is a Site");
   if (!mirror) return;
   auto& copy = static_cast<MyTypes::Site&>(*mirror);
@@ -81,7 +82,8 @@ void mirrorASite() {
   Announcements seen(*linkCopy, "mirror link");
   link->flapsInc(1);
   link->upIs(false);
-  std::cout << "mirror: sent " << Vem::NboAttrLog::pump(sender, receiver) << " bytes\n";
+  const std::size_t changeBytes = Vem::NboAttrLog::pump(sender, receiver);
+  std::cout << "mirror: sent " << changeBytes << " bytes\n";
   check(seen.count == 2 && linkCopy->flaps() == 1 && !linkCopy->up(), "the mirror applied and announced both changes");
   std::cout << "mirror: link up=" << (linkCopy->up() ? "true" : "false") << " flaps=" << linkCopy->flaps() << '\n';
 }
