@@ -33,7 +33,8 @@ struct GenericIfPtrInterfaceMethods {
     VemType t = ref->typeData();
     std::string text(t.name());
     if (const MemberRecord* m = t.memberById(154); m != nullptr && t.impl().attributeOp != nullptr) {
-      auto field = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(m - t.module()->members));
+      const VemType declaring = t.declaringType(*m);  // a derived type inherits nameString
+      auto field = Lumo::FieldDescriptor::of(declaring.module()->members, static_cast<uint16_t>(m - declaring.module()->members));
       Lumo::String name;
       if (t.impl().attributeOp(&name, ref.get(), &field, 10, nullptr, nullptr) == 0) text += "(" + name.stdString() + ")";
     }

@@ -116,15 +116,18 @@ void methodsOp(const T& object, uint16_t id, uint8_t op, void* result, const voi
     }(typename T::VemMethods{}, object, id, op, result, a1, a2, rc);
 }
 
-// The attribute id a field descriptor names, if it names a member of `type`.
+// The attribute id a field descriptor names, if it names a member of `type` or of one of its bases.
 inline bool memberIdOf(const VemType& type, const void* field, uint16_t* id) noexcept {
   const auto* fd = static_cast<const Lumo::FieldDescriptor*>(field);
-  if (fd->memberTable != type.module()->members) return false;
   uint16_t index = fd->index();
-  const TypeRecord& r = type.record();
-  if (index < r.firstMember || index >= r.firstMember + r.memberCount) return false;
-  *id = type.module()->members[index].attributeId;
-  return true;
+  for (VemType t = type; t.valid(); t = t.base()) {
+    if (fd->memberTable != t.module()->members) continue;
+    const TypeRecord& r = t.record();
+    if (index < r.firstMember || index >= r.firstMember + r.memberCount) continue;
+    *id = t.module()->members[index].attributeId;
+    return true;
+  }
+  return false;
 }
 
 template <class T>

@@ -82,8 +82,12 @@ class GenericEntity {
   Lumo::String name() const;
 
   const MemberRecord& member(std::string_view name) const;  // raises ReflectError
-  TypeHandle valueType(const MemberRecord& m) const noexcept { return TypeHandle::ofReference(type(), m.type); }
-  TypeHandle keyType(const MemberRecord& m) const noexcept { return TypeHandle::ofReference(type(), m.keyType); }
+  TypeHandle valueType(const MemberRecord& m) const noexcept {
+    return TypeHandle::ofReference(type().declaringType(m), m.type);
+  }
+  TypeHandle keyType(const MemberRecord& m) const noexcept {
+    return TypeHandle::ofReference(type().declaringType(m), m.keyType);
+  }
   static bool isCollection(const MemberRecord& m) noexcept { return (m.flagsA & MemberFlagsA::collection) != 0; }
 
   // Scalars: get and set. Collections: look up, set (instantiating: key only), delete, count, version,

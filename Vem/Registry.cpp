@@ -23,15 +23,25 @@ const char* BuiltinType::name(int16_t code) noexcept {
 }
 
 const MemberRecord* VemType::memberById(uint16_t attributeId) const noexcept {
-  for (const MemberRecord& m : members())
-    if (m.attributeId == attributeId) return &m;
+  for (VemType t = *this; t.valid(); t = t.base())
+    for (const MemberRecord& m : t.members())
+      if (m.attributeId == attributeId) return &m;
   return nullptr;
 }
 
 const MemberRecord* VemType::memberByName(std::string_view name) const noexcept {
-  for (const MemberRecord& m : members())
-    if (memberName(m) == name) return &m;
+  for (VemType t = *this; t.valid(); t = t.base())
+    for (const MemberRecord& m : t.members())
+      if (t.memberName(m) == name) return &m;
   return nullptr;
+}
+
+VemType VemType::declaringType(const MemberRecord& m) const noexcept {
+  for (VemType t = *this; t.valid(); t = t.base()) {
+    auto own = t.members();
+    if (!own.empty() && &m >= own.data() && &m < own.data() + own.size()) return t;
+  }
+  return {};
 }
 
 std::span<const ParamRecord> VemType::params(uint16_t first) const noexcept {

@@ -48,6 +48,16 @@ struct FieldList {
   static constexpr std::size_t size = sizeof...(Fields);
 };
 
+// Two lists of one kind joined: a derived type's lists are its base's followed by its own.
+template <class A, class B>
+struct ListCatImpl;
+template <template <class...> class L, class... X, class... Y>
+struct ListCatImpl<L<X...>, L<Y...>> {
+  using type = L<X..., Y...>;
+};
+template <class A, class B>
+using ListCat = typename ListCatImpl<A, B>::type;
+
 // Types produced by the compiler from a definition carry their field list.
 template <class T>
 concept GeneratedValue = requires { typename T::VemFields; };

@@ -33,8 +33,13 @@ class VemType {
     return {module_->members + record().firstMember, record().memberCount};
   }
   std::string_view memberName(const MemberRecord& m) const noexcept { return module_->memberNames + m.nameOffset(); }
+  // A member of this type or, for a derived type, of one of its bases (whose members it inherits
+  // without listing them).
   const MemberRecord* memberById(uint16_t attributeId) const noexcept;
   const MemberRecord* memberByName(std::string_view name) const noexcept;
+  // The type, this one or a base, whose records list `m`: type references and names in `m` are that
+  // type's module's. An invalid VemType when `m` is none of theirs.
+  VemType declaringType(const MemberRecord& m) const noexcept;
 
   // Constructor parameters (or a member's parameter list): the records from `first` up to the terminator.
   std::span<const ParamRecord> params(uint16_t first) const noexcept;

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 #include <unistd.h>
 
 namespace {
@@ -125,6 +126,43 @@ TEST_F(CompilerTest, OutputIsDeterministicAndTablesSorted) {
   EXPECT_EQ(m1.types[1].members[0].flagsA, 0x9c00);
   EXPECT_EQ(m1.types[1].members[1].flagsA, 0x0810);
   EXPECT_EQ(m1.types[1].members[1].typeRef, -4);
+}
+
+TEST_F(CompilerTest, DerivedEntitiesContinueTheirBasesIdsAndConstructors) {
+  std::string file = write("Mod.vem",
+                           "module Mod;\nnamespace N {\n"
+                           "  entity Root { key k : U32; attr a : U8 ctor; attr b : U16; }\n"
+                           "  entity Mid : Root { attr c : U8 ctor; key d : bool; }\n"
+                           "  entity Leaf : Mid factory { attr e : U32; }\n"
+                           "  entity Named { attr x : U8; }\n"
+                           "  entity NamedMore : Named { attr y : U8; }\n}\n");
+  vemc::Compilation c({(dir_ / "lib").string()});
+  const vemc::ModuleDecl& m = c.load(file);
+  const auto& mid = m.types[1];
+  ASSERT_EQ(mid.members.size(), 2u);  // only its own
+  EXPECT_EQ(mid.members[0].attributeId, 386);
+  EXPECT_EQ(mid.members[1].attributeId, 387);
+  EXPECT_EQ(m.types[2].members[0].attributeId, 514);
+  std::vector<std::string> ctor;
+  for (const auto& p : m.types[2].ctorParams) ctor.push_back(p.name);
+  EXPECT_EQ(ctor, (std::vector<std::string>{"k", "a", "c", "d"}));
+  EXPECT_EQ(mid.baseRef, c.tables().typeRefIndex.at("N::Root"));
+  EXPECT_EQ(m.types[0].baseRef, -3);
+  // A type derived from one built from a name is built from it too, and inherits its nameString.
+  const auto& namedMore = m.types[4];
+  ASSERT_EQ(namedMore.members.size(), 1u);
+  EXPECT_EQ(namedMore.members[0].attributeId, 386);
+  ASSERT_EQ(namedMore.ctorParams.size(), 1u);
+  EXPECT_EQ(namedMore.ctorParams[0].name, "name");
+  EXPECT_NO_THROW(vemc::generateCpp(m, c));
+
+  EXPECT_EQ(compile("module Mod;\nnamespace N { value V { field x : U8; }\n entity E : V { attr y : U8; } }"),
+            "vem:3: entity N::E can derive only from an entity type");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n entity E : F { attr y : U8; }\n entity F { attr x : U8; } }"),
+            "vem:3: entity N::E must be declared after its base N::F");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n entity F { attr x : U8; }\n entity E : F { attr x : U16; } }"),
+            "vem:4: member x of N::E hides the one it inherits from N::F");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { entity E : Nowhere { attr y : U8; } }"), "vem:2: unknown type 'Nowhere'");
 }
 
 TEST_F(CompilerTest, DefaultTagAlwaysHasEightDigits) {

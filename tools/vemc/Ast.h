@@ -103,7 +103,7 @@ struct TypeDecl {
   Kind kind = Kind::value;
   std::string name;           // unqualified
   std::string nameSpace;      // "Orv" or "Orv::Loopback"
-  std::string baseName;       // value types: the base as written
+  std::string baseName;       // the base type as written (a value's or an entity's), empty for none
   std::string holdingType = "U8";  // enumerations: U8 or U32
   std::string header;         // platform values: the hand-written header
   bool factory = false;       // entities: generically constructible, with a <type>Factory

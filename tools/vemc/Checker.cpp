@@ -152,10 +152,12 @@ void Compilation::check(ModuleDecl& m) {
   }
   uint16_t memberIndex = 0;
   for (TypeDecl& t : m.types) {
+    if (t.kind == TypeDecl::Kind::entity && !t.baseName.empty()) resolveEntityBase(m, t);
     bool keyedByName = std::none_of(t.members.begin(), t.members.end(), [](const Member& x) {
       return x.kind == Member::Kind::key || x.ctorParam2;
     });
-    if (t.kind == TypeDecl::Kind::entity && keyedByName) {
+    // A derived entity inherits nameString (if its base has one) and lists only its own members.
+    if (t.kind == TypeDecl::Kind::entity && keyedByName && !t.base) {
       // Entities built from a name list the inherited read-only nameString first.
       Member nameString;
       nameString.kind = Member::Kind::nameString;
@@ -168,6 +170,12 @@ void Compilation::check(ModuleDecl& m) {
     for (const Member& mem : t.members)
       if (!names.insert(mem.name).second)
         throw CompileError(m.file, mem.line, "member " + mem.name + " of " + t.qualifiedName() + " is declared twice");
+    if (t.kind == TypeDecl::Kind::entity)
+      for (const TypeDecl* b = t.base; b; b = b->base)
+        for (const Member& inherited : b->members)
+          if (names.count(inherited.name))
+            throw CompileError(m.file, t.line, "member " + inherited.name + " of " + t.qualifiedName() +
+                                                   " hides the one it inherits from " + b->qualifiedName());
     t.firstMember = memberIndex;
     if (t.kind == TypeDecl::Kind::enumeration) checkEnumeration(m, t);
     else if (t.kind == TypeDecl::Kind::value) checkValue(m, t);
@@ -344,9 +352,22 @@ void Compilation::checkCollectionKey(ModuleDecl& m, const TypeDecl& t, Member& m
   mem.seedConstant = defaultTag(m.name + "." + t.qualifiedName() + "." + mem.name);
 }
 
+void Compilation::resolveEntityBase(ModuleDecl& m, TypeDecl& t) {
+  const TypeDecl* base = resolve(m, t.nameSpace, t.baseName, t.line);
+  if (base->kind != TypeDecl::Kind::entity)
+    throw CompileError(m.file, t.line, "entity " + t.qualifiedName() + " can derive only from an entity type");
+  if (base->module == &m && base->index >= t.index)
+    throw CompileError(m.file, t.line, "entity " + t.qualifiedName() + " must be declared after its base " + base->qualifiedName());
+  t.base = base;
+}
+
 void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
   const std::string scope = t.nameSpace;
+  // Own attributes start at 258, 128 higher for each level of derivation; inherited ones keep their ids.
+  // The constructor takes the base's arguments first, then the type's own.
   uint16_t id = 258;
+  for (const TypeDecl* b = t.base; b; b = b->base) id = static_cast<uint16_t>(id + 128);
+  if (t.base) t.ctorParams = t.base->ctorParams;
   for (Member& mem : t.members) {
     if (mem.kind == Member::Kind::nameString) {
       mem.attributeId = 154;

@@ -96,7 +96,8 @@ class Writer {
 
   GeneratedFiles run() {
     for (const TypeDecl& t : m_.types)
-      if (t.base) throw CompileError(m_.file, t.line, "value types that derive from another value type are not generated yet");
+      if (t.base && t.kind == TypeDecl::Kind::value)
+        throw CompileError(m_.file, t.line, "value types that derive from another value type are not generated yet");
     GeneratedFiles out;
     out.header = header();
     out.source = source();
@@ -378,10 +379,21 @@ class Writer {
 
   // The methods that the generic interface can call (code 0 on their attribute id): instance methods of
   // at most two parameters.
+  // An entity's computed members are reached the same way (values read theirs through VemReadable).
+  static bool genericMethod(const TypeDecl& t, const Member& mem) {
+    if (mem.kind == Member::Kind::computed) return t.kind == TypeDecl::Kind::entity;
+    return mem.kind == Member::Kind::method && mem.params.size() <= 2;
+  }
+  static bool hasMethodList(const TypeDecl& t) {
+    for (const TypeDecl* x = &t; x; x = x->base)
+      for (const Member& mem : x->members)
+        if (genericMethod(*x, mem)) return true;
+    return false;
+  }
   std::string methodList(const TypeDecl& t) {
     std::string list;
     for (const Member& mem : t.members) {
-      if (mem.kind != Member::Kind::method || mem.params.size() > 2) continue;
+      if (!genericMethod(t, mem)) continue;
       std::string sig = cppType(mem.typeName) + " (" + t.name + "::*)(";
       for (std::size_t i = 0; i < mem.params.size(); ++i) {
         const TypeDecl* pt = Compilation::isBuiltin(mem.params[i].typeName) ? nullptr : findTypeAnywhere(mem.params[i].typeName);
@@ -392,7 +404,9 @@ class Writer {
               sig + ">(&" + t.name + "::" + mem.name + ")>";
     }
     if (list.empty()) return "";
-    return "  // Methods the generic interface calls (code 0, arguments 1 and 2).\n  using VemMethods = Vem::MethodList<" + list + ">;\n";
+    std::string own = "Vem::MethodList<" + list + ">";
+    if (t.base && hasMethodList(*t.base)) own = "Vem::ListCat<" + t.base->qualifiedName() + "::VemMethods, " + own + ">";
+    return "  // Methods the generic interface calls (code 0, arguments 1 and 2).\n  using VemMethods = " + own + ";\n";
   }
 
   // ", P1, P2": the C++ types of an entity's constructor parameters, for template arguments.
@@ -436,9 +450,7 @@ class Writer {
     std::string out;
     for (std::size_t i = firstArg; i < child.ctorParams.size(); ++i) {
       const CtorParam& p = child.ctorParams[i];
-      const Member* m = nullptr;
-      for (const Member& x : child.members)
-        if (x.name == p.field) m = &x;
+      const Member* m = inheritedOrOwn(child, p.field);
       if (m == nullptr || m->ctorParam2) continue;
       const std::string have = "existing." + p.field + "()", want = p.name;
       std::string id = std::to_string(m->attributeId);
@@ -460,10 +472,17 @@ class Writer {
     }
     for (std::size_t i = firstArg; i < child.ctorParams.size(); ++i) {
       const CtorParam& p = child.ctorParams[i];
-      for (const Member& x : child.members)
-        if (x.name == p.field && x.ctorParam2) out += "    existing." + p.field + "Is(" + p.name + ");\n";
+      if (const Member* x = inheritedOrOwn(child, p.field); x && x->ctorParam2)
+        out += "    existing." + p.field + "Is(" + p.name + ");\n";
     }
     return out;
+  }
+  // A member of the type or of one of its bases.
+  static const Member* inheritedOrOwn(const TypeDecl& t, const std::string& name) {
+    for (const TypeDecl* x = &t; x; x = x->base)
+      for (const Member& mem : x->members)
+        if (mem.name == name) return &mem;
+    return nullptr;
   }
 
   std::vector<const TypeDecl*> entitiesInDependencyOrder() {
@@ -473,6 +492,7 @@ class Writer {
     std::function<void(const TypeDecl*)> visit = [&](const TypeDecl* t) {
       if (done.count(t) || t->module != &m_ || t->kind != TypeDecl::Kind::entity) return;
       done.insert(t);
+      if (t->base) visit(t->base);
       for (const Member& mem : t->members)
         if (mem.holdsEntities() && mem.type) visit(mem.type);
       out.push_back(t);
@@ -525,8 +545,10 @@ class Writer {
 
   void entityDeclaration(std::ostringstream& h, const TypeDecl& t) {
     const std::string n = t.name;
-    const bool named = keyedByName(t);
-    h << "\nclass " << n << " : public Vem::Entity {\n public:\n";
+    // A derived type inherits its base's publisher, key and name, and adds its own attributes.
+    const bool root = t.base == nullptr;
+    const bool named = keyedByName(t) && root;
+    h << "\nclass " << n << " : public " << (root ? std::string("Vem::Entity") : t.base->qualifiedName()) << " {\n public:\n";
     for (const Member& mem : t.members)
       if (mem.isCollection() && mem.kind != Member::Kind::ordered)
         h << "  using HN_" << capitalized(mem.name) << " = " << nodeType(mem) << ";\n";
@@ -537,12 +559,13 @@ class Writer {
       << "  static constexpr std::string_view vemTypeName = " << quoted(t.qualifiedName()) << ";\n"
       << "  static Vem::VemType vemType() noexcept { return " << vemTypeExpr(t) << "; }\n"
       << "  using FlowOut = Vem::NboAttrLog::FlowOutFor<" << n << ">;\n"
-      << "  Vem::VemType typeData() const override { return vemType(); }\n"
-      << "  Lumo::Publisher& publisher() const override { return publisher_; }\n\n";
-    const CtorParam& first = t.ctorParams.front();
-    const std::string keyRet = argType(first.typeName, typeOf(first.typeName));
-    h << "  // The key under which collections of this type file it: its first constructor attribute.\n"
-      << "  const " << cppType(first.typeName) << "& vemKey() const noexcept { return " << first.field << "_; }\n";
+      << "  Vem::VemType typeData() const override { return vemType(); }\n";
+    if (root) {
+      const CtorParam& first = t.ctorParams.front();
+      h << "  Lumo::Publisher& publisher() const override { return publisher_; }\n\n"
+        << "  // The key under which collections of this type file it: its first constructor attribute.\n"
+        << "  const " << cppType(first.typeName) << "& vemKey() const noexcept { return " << first.field << "_; }\n";
+    }
     if (named)
       h << "  const Lumo::String& name() const noexcept { return name_; }\n"
         << "  const Lumo::String& nameString() const noexcept { return name_; }\n";
@@ -625,8 +648,8 @@ class Writer {
       << "  static Lumo::AllocationTracker memAllocationTracker_;\n"
       << "  static void* operator new(std::size_t size) { return memAllocationTracker_.allocate(size); }\n"
       << "  static void operator delete(void* p, std::size_t size) noexcept { memAllocationTracker_.deallocate(p, size); }\n"
-      << "\n private:\n"
-      << "  mutable Lumo::Publisher publisher_;\n";
+      << "\n protected:  // a derived type's attribute lists name its base's storage\n";
+    if (root) h << "  mutable Lumo::Publisher publisher_;\n";
     if (named) h << "  const Lumo::String name_;\n";
     for (const Member& mem : t.members) {
       if (mem.kind == Member::Kind::nameString || isOperation(mem)) continue;
@@ -641,8 +664,10 @@ class Writer {
       h << (i ? "," : "") << "\n      Vem::Field<&" << n << "::" << t.ctorParams[i].field << "_, " << quoted(t.ctorParams[i].field)
         << ">";
     h << ">;\n"
-      << "  // Every attribute as the generic interface and the attribute log reach it.\n"
-      << "  using VemAttributes = Vem::AttributeList<";
+      << "  // Every attribute as the generic interface and the attribute log reach it"
+      << (root ? "" : ": the base's, then its own") << ".\n"
+      << "  using VemAttributes = " << (root ? "" : "Vem::ListCat<" + t.base->qualifiedName() + "::VemAttributes, ")
+      << "Vem::AttributeList<";
     bool firstAttr = true;
     for (const Member& mem : t.members) {
       if (mem.kind == Member::Kind::nameString || isOperation(mem)) continue;
@@ -660,7 +685,7 @@ class Writer {
       h << ">";
       firstAttr = false;
     }
-    h << ">;\n" << methodList(t) << "};\n"
+    h << (root ? ">" : ">>") << ";\n" << methodList(t) << "};\n"
       << "Lumo::Ptr<" << n << "> " << n << "Is(" << entityCtorParams(t, true) << ");\n";
     if (t.factory) h << "Lumo::Ptr<" << n << "> " << lowerInitial(n) << "Factory(" << entityCtorParams(t, true) << ");\n";
   }
@@ -671,7 +696,17 @@ class Writer {
     s << "\nLumo::AllocationTracker " << n << "::memAllocationTracker_(" << quoted(q) << ");\n\n"
       << n << "::" << n << "(" << entityCtorParams(t, true) << ")";
     bool firstInit = true;
-    for (const CtorParam& p : t.ctorParams) {
+    std::size_t inherited = 0;
+    if (t.base) {
+      // The base takes the leading arguments, which are its own constructor's.
+      inherited = t.base->ctorParams.size();
+      std::string args;
+      for (std::size_t i = 0; i < inherited; ++i) args += (i ? ", " : "") + t.ctorParams[i].name;
+      s << "\n    : " << t.base->qualifiedName() << "(" << args << ")";
+      firstInit = false;
+    }
+    for (std::size_t i = inherited; i < t.ctorParams.size(); ++i) {
+      const CtorParam& p = t.ctorParams[i];
       s << (firstInit ? "\n    : " : ", ") << p.field << "_(" << p.name << ")";
       firstInit = false;
     }

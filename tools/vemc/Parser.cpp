@@ -123,6 +123,7 @@ class Parser {
 
   TypeDecl entityType(const std::string& ns) {
     TypeDecl d = newType(TypeDecl::Kind::entity, ns);
+    if (acceptPunct(":")) d.baseName = identifier("a base entity type");
     if (acceptWord("factory")) d.factory = true;
     expectPunct("{");
     while (!acceptPunct("}")) {
