@@ -179,6 +179,9 @@ TEST(GenericInterfaceWalk, EveryConstructibleEntityTypeIsBuiltByNameAndEveryAttr
   int entities = 0, attributes = 0;
   forEachType([&](VemType t) {
     if (!t.isEntity() || t.impl().constructFromCtorArgs == nullptr) return;
+    // Types built from other arguments (a key value) cannot be made from a name; their owners walk them.
+    auto params = t.ctorParams();
+    if (params.size() != 1 || t.paramTypeName(params[0]) != "Vem::String") return;
     ++entities;
     GenericEntity e = GenericEntity::create(t.name(), Lumo::String("walked"));
     EXPECT_EQ(e.type(), t);
