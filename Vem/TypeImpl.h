@@ -81,34 +81,29 @@ struct TypeImpl {
 
   // ---- construction ----------------------------------------------------------------------------
 
-  // Constructor parameters: the name, for types built from one; else the leading attributes, as many
-  // as the constructor takes (the key first).
+  // Constructor parameters: the name, for types built from one; else the constructor attributes that the
+  // compiler lists in constructor order (the key first), wherever they stand among the attributes.
   static constexpr bool kByName = requires(const T& t) { t.name(); };
-  template <std::size_t K>
-  static constexpr bool constructibleFromFirst() {
-    return []<std::size_t... I>(std::index_sequence<I...>) {
-      if constexpr (((A<I>::kind == AttrKind::scalar) && ...))
-        return std::is_constructible_v<T, const S<I>&...>;
-      else
-        return false;
-    }(std::make_index_sequence<K>{});
-  }
-  static constexpr std::size_t ctorCount() {
-    std::size_t k = 0;
-    [&]<std::size_t... K>(std::index_sequence<K...>) {
-      (void)((constructibleFromFirst<K + 1>() ? (k = K + 1, true) : false) || ...);
-    }(std::make_index_sequence<AttrCount<Attrs>::value>{});
-    return k;
-  }
-  static constexpr std::size_t kCtorCount = kByName ? 0 : ctorCount();
-  template <std::size_t... I>
-  static auto ctorTuple(std::index_sequence<I...>) -> std::tuple<S<I>...>;
-  using CtorValues = std::conditional_t<kByName, std::tuple<Lumo::String>,
-                                        decltype(ctorTuple(std::make_index_sequence<kCtorCount>{}))>;
+  template <class L>
+  struct CtorFieldsOf;
+  template <class... F>
+  struct CtorFieldsOf<FieldList<F...>> {
+    using Values = std::tuple<typename F::Type...>;
+    template <std::size_t J>
+    using At = std::tuple_element_t<J, std::tuple<F...>>;
+  };
+  using CtorFields = CtorFieldsOf<typename T::VemCtorFields>;
+  template <std::size_t J>
+  using CF = typename CtorFields::template At<J>;
+  static constexpr std::size_t kCtorCount = kByName ? 0 : T::VemCtorFields::size;
+  using CtorValues = std::conditional_t<kByName, std::tuple<Lumo::String>, typename CtorFields::Values>;
+  // A fixed constructor attribute has no setter: its value came with the constructor, so a record of it
+  // is not applied. Settable constructor attributes change afterwards like any other.
   static constexpr bool isCtorAttribute(AttributeId id) {
     return [&]<std::size_t... I>(std::index_sequence<I...>) {
-      return ((A<I>::id == id) || ... || false);
-    }(std::make_index_sequence<kCtorCount>{});
+      return (((A<I>::id == id) && A<I>::kind == AttrKind::scalar &&
+               std::is_same_v<decltype(A<I>::set), const std::nullptr_t>) || ... || false);
+    }(std::make_index_sequence<AttrCount<Attrs>::value>{});
   }
 
   static CtorValues readCtor(In& in) {
@@ -128,8 +123,8 @@ struct TypeImpl {
     if constexpr (kByName)
       return LogTraits<Lumo::String>::size(t.name());
     else
-      return [&]<std::size_t... I>(std::index_sequence<I...>) {
-        return (std::size_t{0} + ... + LogTraits<S<I>>::size(t.*A<I>::field));
+      return [&]<std::size_t... J>(std::index_sequence<J...>) {
+        return (std::size_t{0} + ... + LogTraits<typename CF<J>::Type>::size(t.*CF<J>::member));
       }(std::make_index_sequence<kCtorCount>{});
   }
   static void serializeConstructorParams(Out& out, const Entity* e) {
@@ -137,8 +132,8 @@ struct TypeImpl {
     if constexpr (kByName)
       LogTraits<Lumo::String>::write(out, t.name());
     else
-      [&]<std::size_t... I>(std::index_sequence<I...>) {
-        (LogTraits<S<I>>::write(out, t.*A<I>::field), ...);
+      [&]<std::size_t... J>(std::index_sequence<J...>) {
+        (LogTraits<typename CF<J>::Type>::write(out, t.*CF<J>::member), ...);
       }(std::make_index_sequence<kCtorCount>{});
   }
 
