@@ -1,0 +1,194 @@
+// VLAN translation requests and outcomes per interface, and traffic-stream endpoint status: ingress and
+// egress maps are independent, directories create a child once, and an endpoint asked for again must
+// name the same group and source (checked in that order) while its status may change.
+#include <Orv/OrvFlow.h>
+
+#include <Lumo/Publisher.h>
+#include <Vem/NboAttrLog.h>
+#include <Vem/Registry.h>
+#include <Vem/TextForm.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bridging::VlanId;
+using Bridging::VlanIdOrNone;
+using Bridging::VlanXlateKey;
+using Bridging::VlanXlateMapping;
+using OpenFlowTable::TrafficStreamEndPointId;
+using OpenFlowTable::TrafficStreamStatus;
+using Pelix::IntfId;
+using namespace Orv;
+
+struct Announcements : Lumo::Subscriber {
+  explicit Announcements(Vem::Entity& e) : entity(e) { e.publisher().subscriberAdd(this); }
+  ~Announcements() override { entity.publisher().subscriberDel(this); }
+  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
+  Vem::Entity& entity;
+  std::vector<uint16_t> ids;
+};
+
+VlanXlateKey xkey(uint16_t outer, uint16_t inner = 0) { return VlanXlateKey(VlanId(outer), VlanIdOrNone(inner)); }
+VlanXlateMapping xmap(uint16_t outer, uint16_t inner = 0) { return VlanXlateMapping(VlanIdOrNone(outer), VlanIdOrNone(inner)); }
+
+TEST(OrvFlowRegistration, SevenTypesInOrderWithTheirFactories) {
+  const char* names[] = {"Orv::OrvFlowVlanXlateKey",           "Orv::OrvFlowVlanXlateConfig",
+                         "Orv::OrvFlowVlanXlateConfigDir",     "Orv::OrvFlowVlanXlateStatusMapping",
+                         "Orv::OrvFlowVlanXlateStatus",        "Orv::OrvFlowVlanXlateStatusDir",
+                         "Orv::OrvDfEndPointStatusDir"};
+  for (uint16_t i = 0; i < 7; ++i) {
+    auto t = Vem::Registry::typeByName(names[i]);
+    ASSERT_TRUE(t.has_value()) << names[i];
+    EXPECT_EQ(t->index(), i) << names[i];
+  }
+  EXPECT_EQ(OrvFlowVlanXlateKey::vemType().module()->typeCount, 7u);
+  // Built by the type system: the directories by name, the configuration by its interface.
+  EXPECT_NE(OrvFlowVlanXlateConfig::vemType().impl().constructFromCtorArgs, nullptr);
+  EXPECT_EQ(OrvFlowVlanXlateStatus::vemType().impl().constructFromCtorArgs, nullptr);
+  auto config = OrvFlowVlanXlateConfig::vemType();
+  EXPECT_EQ(config.memberById(154), nullptr);
+  EXPECT_EQ(config.memberById(258)->flagsA, 0x2c00);
+  EXPECT_EQ(config.memberById(259)->flagsA, 0xdc01);
+  EXPECT_EQ(config.memberName(*config.memberById(260)), "egressVlanXlate");
+  auto eps = OrvDfEndPointStatusDir::vemType();
+  EXPECT_EQ(eps.refName(eps.memberById(258)->keyType), "OpenFlowTable::TrafficStreamEndPointId");
+  // The endpoint status' group name and source sit at 259 and 261, fixed; its status is settable.
+  auto ep = OpenFlowTable::TrafficStreamEndPointStatus::vemType();
+  EXPECT_EQ(ep.memberName(*ep.memberById(259)), "trafficGroupName");
+  EXPECT_EQ(ep.memberById(259)->flagsA, 0x2c00);
+  EXPECT_EQ(ep.memberById(260)->flagsA, 0xdc00);
+  EXPECT_EQ(ep.memberName(*ep.memberById(261)), "source");
+  EXPECT_EQ(ep.ctorParams().size(), 4u);
+}
+
+TEST(OrvFlowValues, DefaultsOrderTextAndLogForm) {
+  OrvFlowVlanXlateStatusMapping none;
+  EXPECT_EQ(none.res(), OrvTypes::TableAddStatus::success);
+  EXPECT_EQ(none.vlanXlateMapping(), xmap(0, 0));
+  EXPECT_FALSE(static_cast<bool>(none));
+  OrvFlowVlanXlateKey k;
+  EXPECT_EQ(k.vlanXlateKey(), xkey(1, 0));
+  EXPECT_EQ(k.direction(), Bridging::VlanMappingDirection::vlanMappingIngress);
+
+  OrvFlowVlanXlateKey in(IntfId("Ethernet4"), xkey(10, 20), Bridging::VlanMappingDirection::vlanMappingIngress);
+  OrvFlowVlanXlateKey out(IntfId("Ethernet4"), xkey(10, 20), Bridging::VlanMappingDirection::vlanMappingEgress);
+  EXPECT_NE(in, out);
+  EXPECT_LT(in, out);  // the direction decides last
+  EXPECT_NE(in.hash(0), out.hash(0));
+  EXPECT_EQ(Vem::strepToValue<OrvFlowVlanXlateKey>(out.stringValue().view()), out);
+
+  OrvFlowVlanXlateStatusMapping full(OrvTypes::TableAddStatus::full, xmap(30, 40));
+  EXPECT_EQ(Vem::strepToValue<OrvFlowVlanXlateStatusMapping>(full.stringValue().view()), full);
+  std::string bytes;
+  Vem::NboAttrLog::Out log(bytes);
+  log << full;
+  // The status as its code (every enumeration travels as a U32), then the two VLANs.
+  EXPECT_EQ(bytes, std::string("\x00\x00\x00\x02\x00\x1e\x00\x28", 8));
+  Vem::NboAttrLog::In back(bytes);
+  EXPECT_EQ(OrvFlowVlanXlateStatusMapping(&back, Vem::StreamBogon{}), full);
+  for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+    Vem::NboAttrLog::In shorter(bytes.data(), cut);
+    EXPECT_THROW(OrvFlowVlanXlateStatusMapping(&shorter, Vem::StreamBogon{}), Vem::RangeException) << cut;
+  }
+  // A code too wide for the status' one byte is refused.
+  std::string bad("\x00\x00\x01\x02\x00\x1e\x00\x28", 8);
+  Vem::NboAttrLog::In badIn(bad);
+  EXPECT_THROW(OrvFlowVlanXlateStatusMapping(&badIn, Vem::StreamBogon{}), Vem::RangeException);
+}
+
+TEST(OrvFlowVlanXlateConfig, IngressAndEgressAreIndependentAndOnlyChangesAreAnnounced) {
+  auto dir = orvFlowVlanXlateConfigDirFactory(Lumo::String("flow"));
+  auto config = dir->configIs(IntfId("Ethernet1"));
+  EXPECT_EQ(dir->configIs(IntfId("Ethernet1")).get(), config.get());  // created once
+  EXPECT_EQ(config->intfId(), IntfId("Ethernet1"));
+  EXPECT_EQ(config->parent(), dir.get());
+
+  Announcements seen(*config);
+  config->ingressVlanXlateIs(xkey(100), xmap(200));
+  config->egressVlanXlateIs(xkey(100), xmap(300, 5));
+  config->ingressVlanXlateIs(xkey(100), xmap(200));  // unchanged
+  EXPECT_EQ(config->ingressVlanXlate(xkey(100)), xmap(200));
+  EXPECT_EQ(config->egressVlanXlate(xkey(100)), xmap(300, 5));
+  config->ingressVlanXlateDel(xkey(100));
+  EXPECT_EQ(config->ingressVlanXlate().size(), 0u);
+  EXPECT_EQ(config->egressVlanXlate().size(), 1u);
+  EXPECT_EQ(config->ingressVlanXlateDel(xkey(100)), VlanXlateMapping());  // missing key: default, no error
+  EXPECT_EQ(seen.ids, (std::vector<uint16_t>{259, 260, 259}));
+
+  EXPECT_FALSE(dir->config(IntfId("Ethernet9")));
+  EXPECT_EQ(dir->configDel(IntfId("Ethernet1")).get(), config.get());
+  EXPECT_EQ(config->parent(), nullptr);
+  EXPECT_FALSE(dir->configDel(IntfId("Ethernet1")));
+}
+
+TEST(OrvFlowVlanXlateStatus, OutcomesPerKeyAndDirection) {
+  auto dir = orvFlowVlanXlateStatusDirFactory(Lumo::String("flowStatus"));
+  auto status = dir->statusIs(IntfId("Port-Channel3"));
+  status->hwIngressVlanXlateIs(xkey(7), OrvFlowVlanXlateStatusMapping(OrvTypes::TableAddStatus::success, xmap(8)));
+  status->hwEgressVlanXlateIs(xkey(7), OrvFlowVlanXlateStatusMapping(OrvTypes::TableAddStatus::full, xmap(0)));
+  EXPECT_EQ(status->hwIngressVlanXlate(xkey(7)).res(), OrvTypes::TableAddStatus::success);
+  EXPECT_EQ(status->hwEgressVlanXlate(xkey(7)).res(), OrvTypes::TableAddStatus::full);
+  EXPECT_EQ(dir->status(IntfId("Port-Channel3")).get(), status.get());
+  status->hwEgressVlanXlateDelAll();
+  EXPECT_EQ(status->hwEgressVlanXlate().size(), 0u);
+  EXPECT_EQ(status->hwIngressVlanXlate().size(), 1u);
+  dir->statusDelAll();
+  EXPECT_FALSE(dir->status(IntfId("Port-Channel3")));
+}
+
+std::string errorOf(const std::function<void()>& fn) {
+  try {
+    fn();
+  } catch (const Vem::EntityError& e) {
+    return e.what();
+  }
+  return "no error";
+}
+
+TEST(OrvDfEndPointStatusDir, ReinstantiationKeepsGroupAndSourceAndUpdatesStatus) {
+  auto dir = orvDfEndPointStatusDirFactory(Lumo::String("eps"));
+  TrafficStreamEndPointId id(Lumo::String("stream1"), IntfId("Ethernet5"));
+  auto ep = dir->trafficEpStatusIs(id, Lumo::String("groupA"), TrafficStreamStatus::trafficStreamActive, Lumo::String("cli"));
+  EXPECT_EQ(ep->parent(), dir.get());
+  Announcements dirSeen(*dir), epSeen(*ep);
+
+  auto again = dir->trafficEpStatusIs(id, Lumo::String("groupA"), TrafficStreamStatus::trafficStreamInactive, Lumo::String("cli"));
+  EXPECT_EQ(again.get(), ep.get());
+  EXPECT_EQ(ep->status(), TrafficStreamStatus::trafficStreamInactive);
+  EXPECT_EQ(epSeen.ids, (std::vector<uint16_t>{260}));
+  dir->trafficEpStatusIs(id, Lumo::String("groupA"), TrafficStreamStatus::trafficStreamInactive, Lumo::String("cli"));
+  EXPECT_EQ(epSeen.ids.size(), 1u);
+
+  // A different source fails on 261; a different group fails on 259 first, even with the source wrong too.
+  // Either way nothing changes, not even the status that came with the call.
+  std::string source = errorOf([&] {
+    dir->trafficEpStatusIs(id, Lumo::String("groupA"), TrafficStreamStatus::trafficStreamError, Lumo::String("api"));
+  });
+  EXPECT_NE(source.find("attribute 261"), std::string::npos) << source;
+  EXPECT_NE(source.find("\"cli\""), std::string::npos) << source;
+  std::string group = errorOf([&] {
+    dir->trafficEpStatusIs(id, Lumo::String("groupB"), TrafficStreamStatus::trafficStreamError, Lumo::String("api"));
+  });
+  EXPECT_NE(group.find("attribute 259"), std::string::npos) << group;
+  EXPECT_EQ(ep->status(), TrafficStreamStatus::trafficStreamInactive);
+  EXPECT_EQ(ep->trafficGroupName(), "groupA");
+  EXPECT_EQ(ep->source(), "cli");
+  EXPECT_EQ(epSeen.ids.size(), 1u);
+  EXPECT_TRUE(dirSeen.ids.empty());
+
+  // Another interface is another endpoint.
+  auto other = dir->trafficEpStatusIs(TrafficStreamEndPointId(Lumo::String("stream1"), IntfId("Ethernet6")),
+                                      Lumo::String("groupB"), TrafficStreamStatus::trafficStreamUnknown, Lumo::String("api"));
+  EXPECT_NE(other.get(), ep.get());
+  EXPECT_EQ(dir->trafficEpStatus().size(), 2u);
+  EXPECT_EQ(dirSeen.ids, (std::vector<uint16_t>{258}));
+  EXPECT_EQ(dir->trafficEpStatusDel(id).get(), ep.get());
+  EXPECT_FALSE(dir->trafficEpStatus(id));
+}
+
+}  // namespace

@@ -1,0 +1,264 @@
+// MAC table entries and their remote kind, which derives from them: inherited attributes keep their ids
+// and behave alike through the typed API, the generic interface and the attribute log; the tunnel group
+// is held as a counted use. Non-aging directories update an existing entry rather than failing.
+#include "MirrorTestSupport.h"
+
+#include <Orv/OrvL2QuarnTypes.h>
+#include <Orv/OrvNonAgingMac.h>
+
+#include <Lumo/Publisher.h>
+#include <Vem/Reflect.h>
+#include <Vem/Registry.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <vector>
+
+namespace {
+
+using Bridging::EntryType;
+using Bridging::MacVlanPair;
+using OrvTypes::MacAddressTableEntry;
+using OrvTypes::RemoteMacAddressTableEntry;
+using Pelix::IntfId;
+
+struct Announcements : Lumo::Subscriber {
+  explicit Announcements(Vem::Entity& e) : entity(e) { e.publisher().subscriberAdd(this); }
+  ~Announcements() override { entity.publisher().subscriberDel(this); }
+  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
+  Vem::Entity& entity;
+  std::vector<uint16_t> ids;
+};
+
+MacVlanPair macIn(const char* mac, uint16_t vlan) { return MacVlanPair(Pelix::EthAddr(mac), Bridging::VlanId(vlan)); }
+
+Vxlan::SwTunnelGroupId group(std::initializer_list<const char*> vteps) {
+  std::vector<Pelix::IpGenAddr> addrs;
+  for (const char* v : vteps) addrs.emplace_back(v);
+  return Vxlan::SwTunnelGroupId(addrs);
+}
+
+Lumo::Ptr<RemoteMacAddressTableEntry> remoteEntry(const Vxlan::SwTunnelGroupId& g) {
+  return OrvTypes::RemoteMacAddressTableEntryIs(macIn("00:1c:73:00:00:01", 10), IntfId("Vxlan1"),
+                                                EntryType::remoteDynamicMac, g, Brek::Seqno32(7), 1700000000.5, 3, true,
+                                                L2Rib::ObjTuple(0x1234), false);
+}
+
+TEST(MacTableRegistration, RemoteEntryListsOnlyItsOwnMembersFrom386AndNamesItsBase) {
+  auto base = MacAddressTableEntry::vemType(), remote = RemoteMacAddressTableEntry::vemType();
+  EXPECT_EQ(base.index(), 0);
+  EXPECT_EQ(remote.index(), 1);
+  EXPECT_EQ(base.record().baseType, -3);
+  EXPECT_EQ(remote.base(), base);
+  EXPECT_TRUE(remote.isDerivedFrom(base));
+  EXPECT_FALSE(base.isDerivedFrom(remote));
+
+  // Base: key, the two computed members, then the settable attributes; no nameString.
+  const uint16_t baseFlags[] = {0x2c00, 0x2800, 0x2800, 0xdc00, 0xdc00, 0xdc00, 0xdc00};
+  ASSERT_EQ(base.members().size(), 7u);
+  for (uint16_t i = 0; i < 7; ++i) {
+    EXPECT_EQ(base.members()[i].attributeId, 258 + i);
+    EXPECT_EQ(base.members()[i].flagsA, baseFlags[i]) << i;
+  }
+  EXPECT_EQ(base.memberById(154), nullptr);
+  EXPECT_EQ(base.memberById(261)->flagsB, 0x2101);  // intfName: constructor parameter that stays settable
+  EXPECT_EQ(base.memberById(262)->flagsB, 0x0101);
+
+  const char* own[] = {"swTunnelGroupId", "moveCount", "lastMoveTime", "preference", "promote", "l2RibObjTuple", "isMplsNextHop"};
+  const uint16_t ownFlags[] = {0xdc00, 0xdc00, 0x2c00, 0xdc00, 0xdc00, 0x2c00, 0x2c00};
+  ASSERT_EQ(remote.members().size(), 7u);
+  for (uint16_t i = 0; i < 7; ++i) {
+    EXPECT_EQ(remote.members()[i].attributeId, 386 + i);
+    EXPECT_EQ(remote.memberName(remote.members()[i]), own[i]);
+    EXPECT_EQ(remote.members()[i].flagsA, ownFlags[i]) << own[i];
+  }
+  // Inherited members are found through the base, keeping their ids.
+  const Vem::MemberRecord* intfName = remote.memberByName("intfName");
+  ASSERT_NE(intfName, nullptr);
+  EXPECT_EQ(intfName->attributeId, 261);
+  EXPECT_EQ(remote.memberById(264), base.memberById(264));
+  EXPECT_EQ(remote.declaringType(*intfName), base);
+
+  const char* params[] = {"key",   "intfName", "entryType", "swTunnelGroupId", "moveCount", "lastMoveTime",
+                          "preference", "promote", "l2RibObjTuple", "isMplsNextHop"};
+  auto ctor = remote.ctorParams();
+  ASSERT_EQ(ctor.size(), 10u);
+  for (std::size_t i = 0; i < 10; ++i) EXPECT_EQ(remote.paramName(ctor[i]), params[i]);
+  EXPECT_EQ(remote.paramTypeName(ctor[5]), "Vem::Seconds");
+  EXPECT_EQ(base.ctorParams().size(), 3u);
+  EXPECT_NE(base.impl().constructFromCtorArgs, nullptr);  // macAddressTableEntryFactory
+
+  auto config = Vem::Registry::typeByName("Orv::NonAgingConfig").value();
+  EXPECT_EQ(config.memberById(259)->flagsA, 0xdd21);
+  EXPECT_EQ(config.refName(config.memberById(259)->keyType), "Bridging::MacVlanPair");
+  auto status = Vem::Registry::typeByName("Orv::NonAgingStatus").value();
+  EXPECT_EQ(status.index(), 1);
+  EXPECT_EQ(status.memberById(258)->flagsA, 0xdd21);
+  EXPECT_EQ(status.memberById(259)->flagsA, 0xdc01);
+}
+
+TEST(MacAddressTableEntry, AddressAndVlanComeFromTheKeyAndSettersAnnounceOnlyChanges) {
+  auto e = OrvTypes::macAddressTableEntryFactory(macIn("00:00:5e:00:53:af", 4094), IntfId("Ethernet1"),
+                                                 EntryType::learnedDynamicMac);
+  EXPECT_EQ(e->macaddr(), Pelix::EthAddr("00:00:5e:00:53:af"));
+  EXPECT_EQ(e->vlanId(), 4094u);
+  EXPECT_EQ(e->tunnelId(), 0u);
+  EXPECT_EQ(static_cast<int>(e->dropMode()), 0);
+
+  Announcements seen(*e);
+  e->intfNameIs(IntfId("Ethernet1"));
+  e->entryTypeIs(EntryType::learnedDynamicMac);
+  e->tunnelIdIs(0);
+  e->dropModeIs(Bridging::DropMode::dropModeNone);
+  EXPECT_TRUE(seen.ids.empty());
+  e->intfNameIs(IntfId("Ethernet2"));
+  e->tunnelIdIs(5);
+  e->entryTypeIs(EntryType::configuredStaticMac);
+  e->dropModeIs(Bridging::DropMode::dropModeDst);
+  EXPECT_EQ(seen.ids, (std::vector<uint16_t>{261, 262, 263, 264}));
+
+  // The computed members are read through the generic interface too.
+  Vem::GenericEntity g(e);
+  EXPECT_EQ(g.get("macaddr").as<Pelix::EthAddr>(), Pelix::EthAddr("00:00:5e:00:53:af"));
+  EXPECT_EQ(g.get("vlanId").as<uint32_t>(), 4094u);
+}
+
+TEST(RemoteMacAddressTableEntry, StartsLikeTheBaseAndKeepsACountedUseOfItsGroup) {
+  auto g = group({"10.0.0.2", "10.0.0.1"});
+  uint32_t uses = g.useCount();
+  {
+    auto r = remoteEntry(g);
+    EXPECT_EQ(g.useCount(), uses + 1);
+    EXPECT_EQ(r->tunnelId(), 0u);
+    EXPECT_EQ(static_cast<int>(r->dropMode()), 0);
+    EXPECT_EQ(r->vlanId(), 10u);
+    EXPECT_EQ(r->swTunnelGroupId(), g);
+    EXPECT_EQ(r->moveCount(), Brek::Seqno32(7));
+    EXPECT_EQ(r->lastMoveTime(), 1700000000.5);
+    EXPECT_EQ(r->preference(), 3);
+    EXPECT_TRUE(r->promote());
+    EXPECT_EQ(r->l2RibObjTuple(), L2Rib::ObjTuple(0x1234));
+    EXPECT_FALSE(r->isMplsNextHop());
+    EXPECT_EQ(r->typeData(), RemoteMacAddressTableEntry::vemType());
+
+    // A new group releases the old one's use.
+    auto other = group({"10.0.0.3"});
+    r->swTunnelGroupIdIs(other);
+    EXPECT_EQ(g.useCount(), uses);
+    EXPECT_EQ(other.useCount(), 2u);
+    r->swTunnelGroupIdIs(g);
+  }
+  EXPECT_EQ(g.useCount(), uses);  // the entry's use went with it
+}
+
+TEST(RemoteMacAddressTableEntry, InheritedAndOwnSettersAnnounceTheirOwnIds) {
+  auto g = group({"192.0.2.1"});
+  auto r = remoteEntry(g);
+  Announcements seen(*r);
+  r->preferenceIs(3);
+  r->promoteIs(true);
+  r->moveCountIs(Brek::Seqno32(7));
+  r->swTunnelGroupIdIs(group({"192.0.2.1"}));  // the same group, interned: no change
+  EXPECT_TRUE(seen.ids.empty());
+  r->intfNameIs(IntfId("Vxlan2"));
+  r->moveCountIs(Brek::Seqno32(8));
+  r->preferenceIs(4);
+  r->promoteIs(false);
+  r->swTunnelGroupIdIs(Vxlan::SwTunnelGroupId());
+  r->dropModeIs(Bridging::DropMode::dropModeSrc);
+  EXPECT_EQ(seen.ids, (std::vector<uint16_t>{261, 387, 389, 390, 386, 264}));
+}
+
+TEST(RemoteMacAddressTableEntry, GenericInterfaceReachesInheritedAttributes) {
+  auto r = remoteEntry(group({"192.0.2.9"}));
+  Vem::GenericEntity g(r);
+  EXPECT_EQ(g.get("vlanId").as<uint32_t>(), 10u);  // computed, inherited
+  g.set("tunnelId", Vem::AnyValue(Vem::TypeHandle::byName("U32"), "77"));
+  EXPECT_EQ(r->tunnelId(), 77u);
+  g.set("preference", Vem::AnyValue(Vem::TypeHandle::byName("U8"), "9"));
+  EXPECT_EQ(r->preference(), 9);
+  EXPECT_EQ(g.get("intfName").text(), "Vxlan1");
+  EXPECT_THROW(g.set("lastMoveTime", Vem::AnyValue(Vem::TypeHandle::byName("Vem::Seconds"), "1")), Vem::ReflectError);
+  EXPECT_THROW(g.get("nameString"), Vem::ReflectError);  // built from its key, it has no name
+}
+
+TEST(RemoteMacAddressTableEntry, MirrorsThroughTheAttributeLogWithBaseAndOwnAttributes) {
+  auto g = group({"10.1.0.1", "10.1.0.2"});
+  auto r = remoteEntry(g);
+  r->tunnelIdIs(12);
+  MirrorTest::Pair p;
+  p.sender.attach(r);
+  p.drain();
+  ASSERT_TRUE(p.mirror);
+  ASSERT_EQ(p.mirror->typeData(), RemoteMacAddressTableEntry::vemType());
+  auto& m = p.mirrorAs<RemoteMacAddressTableEntry>();
+  EXPECT_EQ(m.key(), r->key());
+  EXPECT_EQ(m.tunnelId(), 12u);
+  EXPECT_EQ(m.swTunnelGroupId(), g);  // interned again on the receiving side: the same group
+  EXPECT_EQ(m.lastMoveTime(), r->lastMoveTime());
+  EXPECT_EQ(m.l2RibObjTuple(), r->l2RibObjTuple());
+  EXPECT_EQ(m.preference(), 3);
+
+  r->entryTypeIs(EntryType::remoteStaticMac);
+  r->preferenceIs(1);
+  r->dropModeIs(Bridging::DropMode::dropModeSrcAndDst);
+  p.drain();
+  EXPECT_EQ(m.entryType(), EntryType::remoteStaticMac);
+  EXPECT_EQ(m.preference(), 1);
+  EXPECT_EQ(m.dropMode(), Bridging::DropMode::dropModeSrcAndDst);
+}
+
+TEST(NonAgingConfig, AskingAgainUpdatesTheSameEntryInsteadOfFailing) {
+  auto config = Orv::nonAgingConfigFactory(Lumo::String("config"));
+  Announcements dirSeen(*config);
+  MacVlanPair key = macIn("02:00:00:00:00:01", 100);
+  auto first = config->macEntriesIs(key, IntfId("Ethernet1"), EntryType::configuredStaticMac);
+  EXPECT_EQ(dirSeen.ids, (std::vector<uint16_t>{259}));
+  EXPECT_EQ(first->parent(), config.get());
+  EXPECT_EQ(first->tunnelId(), 0u);
+
+  Announcements entrySeen(*first);
+  auto second = config->macEntriesIs(key, IntfId("Ethernet2"), EntryType::configuredStaticMac);
+  EXPECT_EQ(second.get(), first.get());
+  EXPECT_EQ(first->intfName(), IntfId("Ethernet2"));
+  EXPECT_EQ(entrySeen.ids, (std::vector<uint16_t>{261}));  // only the interface changed
+  config->macEntriesIs(key, IntfId("Ethernet3"), EntryType::peerStaticMac);
+  EXPECT_EQ(entrySeen.ids, (std::vector<uint16_t>{261, 261, 263}));  // interface first, then entry type
+  config->macEntriesIs(key, IntfId("Ethernet3"), EntryType::peerStaticMac);
+  EXPECT_EQ(entrySeen.ids.size(), 3u);
+  EXPECT_EQ(dirSeen.ids.size(), 1u);  // the directory saw only the creation
+  EXPECT_EQ(config->macEntries().size(), 1u);
+
+  config->enableIs(false);
+  config->enableIs(true);
+  EXPECT_EQ(dirSeen.ids, (std::vector<uint16_t>{259, 258}));
+
+  auto removed = config->macEntriesDel(key);
+  EXPECT_EQ(removed.get(), first.get());
+  EXPECT_EQ(first->parent(), nullptr);  // lives on, unparented, while we hold it
+  EXPECT_FALSE(config->macEntries(key));
+  EXPECT_FALSE(config->macEntriesDel(key));
+}
+
+TEST(NonAgingStatus, EnabledKeepsFalseEntriesAndEntriesAreKeyedByMacAndVlan) {
+  auto status = Orv::nonAgingStatusFactory(Lumo::String("status"));
+  status->enabledIs(Lumo::String("x"), false);
+  ASSERT_TRUE(status->enabled().contains(Lumo::String("x")));
+  EXPECT_FALSE(status->enabled(Lumo::String("x")));
+  EXPECT_EQ(status->enabled().size(), 1u);
+
+  // The same MAC in two VLANs is two entries.
+  auto a = status->macEntriesIs(macIn("02:00:00:00:00:09", 1), IntfId("Ethernet1"), EntryType::learnedDynamicMac);
+  auto b = status->macEntriesIs(macIn("02:00:00:00:00:09", 2), IntfId("Ethernet1"), EntryType::learnedDynamicMac);
+  EXPECT_NE(a.get(), b.get());
+  EXPECT_EQ(status->macEntries().size(), 2u);
+  Announcements seen(*status);
+  status->macEntriesDelAll();
+  EXPECT_EQ(seen.ids, (std::vector<uint16_t>{258, 258}));
+  EXPECT_EQ(a->parent(), nullptr);
+  status->enabledDel(Lumo::String("x"));
+  EXPECT_EQ(status->enabled().size(), 0u);
+}
+
+}  // namespace
