@@ -241,12 +241,19 @@ struct LogTraits<double> {
   static std::size_t size(double) { return 8; }
 };
 
-// A generated value: its stored fields in declaration order.
+// A generated value: its stored fields in declaration order. A value that cannot be written (a
+// collection inside it holds the default key) leaves the output as it found it.
 template <GeneratedValue T>
 void valueToLog(NboAttrLog::Out& out, const T& v) {
-  []<class... F>(FieldList<F...>, NboAttrLog::Out& o, const T& x) {
-    (LogTraits<typename F::Type>::write(o, x.*F::member), ...);
-  }(typename T::VemFields{}, out, v);
+  const std::size_t start = out.size();
+  try {
+    []<class... F>(FieldList<F...>, NboAttrLog::Out& o, const T& x) {
+      (LogTraits<typename F::Type>::write(o, x.*F::member), ...);
+    }(typename T::VemFields{}, out, v);
+  } catch (...) {
+    out.buffer().resize(start);
+    throw;
+  }
 }
 template <GeneratedValue T>
 void valueFromLog(NboAttrLog::In& in, T& v) {

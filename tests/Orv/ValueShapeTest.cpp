@@ -259,9 +259,10 @@ TEST(ValueCollection, LogFormEndsWithTheDefaultKeyWhichCannotBeCarried) {
 
   Membership zero;
   zero.vlanIs(0, 5);
-  std::string refused;
+  std::string refused = "kept";
   Vem::NboAttrLog::Out refusedOut(refused);
   EXPECT_THROW(refusedOut << zero, Vem::RangeException);
+  EXPECT_EQ(refused, "kept");  // the interface id written before the refusal is taken back
 
   // A key given twice on input is refused.
   std::string dup;
