@@ -62,7 +62,7 @@ void attrlog(Corpus& c) {
     Fuzz::fill(e, 2, 2, seed++);
     c.add(stream({e.entity()}, Sender::kUnlimited));
     // Whole state, then changes sent as the flow allows.
-    c.add(stream({e.entity()}, 64, [&](int take) {
+    c.add(stream({e.entity()}, 256, [&](int take) {
       if (take == 1) Fuzz::fill(e, 3, 1, seed++);
     }));
   }

@@ -56,7 +56,9 @@ void parseRegistered(const TypeHandle& type, std::string_view text) {
     }
     check(back->text().stdString() == printed, std::string(type.name()) + ": \"" + printed + "\" reads back as \"" +
                                                    back->text().stdString() + "\"");
-    check(equal(*value, *back), std::string(type.name()) + ": \"" + printed + "\" reads back as another value");
+    // A floating-point NaN makes a value unequal even to itself, by definition: only text can compare it.
+    if (equal(*value, AnyValue(*value)))
+      check(equal(*value, *back), std::string(type.name()) + ": \"" + printed + "\" reads back as another value");
     if (type.methods()->hash != nullptr)
       check(value->hash() == back->hash(), std::string(type.name()) + ": equal values hash differently");
   }
