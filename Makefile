@@ -1,8 +1,11 @@
 # What people type. Every target sets up what is missing first (scripts/bootstrap).
 PRESETS_CHECK := dev asan i386
 JOBS ?= $(shell nproc)
+# Seconds per fuzz target: `make fuzz` and the smoke run of `make check`.
+FUZZ_SECONDS ?= 30
+FUZZ_SMOKE_SECONDS ?= 5
 
-.PHONY: all setup build test check demo bench fuzz clean
+.PHONY: all setup build test check demo bench fuzz tsan clean
 
 all: build
 
@@ -18,7 +21,8 @@ build: setup build/dev/CMakeCache.txt
 test: build
 	ctest --preset dev -j $(JOBS)
 
-# What CI runs: the developer build, then sanitizers, then the 32-bit target.
+# What CI runs: the developer build, then sanitizers, then the 32-bit target; then a short run of each
+# fuzz target and the thread-sanitizer test (their builds make only what those need).
 check: setup
 	@set -e; for p in $(PRESETS_CHECK); do \
 	  echo "=== $$p ==="; \
@@ -26,6 +30,21 @@ check: setup
 	  cmake --build --preset $$p -j $(JOBS); \
 	  ctest --preset $$p -j $(JOBS); \
 	done
+	@echo "=== fuzz (smoke, $(FUZZ_SMOKE_SECONDS)s per target) ==="
+	$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=$(FUZZ_SMOKE_SECONDS)
+	@echo "=== tsan ==="
+	$(MAKE) --no-print-directory tsan
+
+# Each fuzz target for FUZZ_SECONDS (docs/robustness.md: longer runs, reproducing a finding).
+fuzz: setup
+	cmake --preset fuzz >/dev/null
+	cmake --build --preset fuzz -j $(JOBS)
+	./scripts/fuzz build/fuzz $(FUZZ_SECONDS)
+
+tsan: setup
+	cmake --preset tsan >/dev/null
+	cmake --build --preset tsan -j $(JOBS)
+	ctest --preset tsan
 
 demo: build
 	./scripts/demo build/dev

@@ -293,7 +293,7 @@ int entityAttributeOp(void* result, void* object, const void* field, uint8_t op,
   }
   int rc = ResultCode::noSuchMember;
   [&]<class... A>(AttributeList<A...>) {
-    ((A::id == id ? (rc = attributeOp<A>(e, result, op, arg1, arg2), true) : false) || ...);
+    (void)((A::id == id ? (rc = attributeOp<A>(e, result, op, arg1, arg2), true) : false) || ...);
   }(typename T::VemAttributes{});
   methodsOp(static_cast<const T&>(e), id, op, result, arg1, arg2, rc);
   return rc;
