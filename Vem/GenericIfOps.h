@@ -50,14 +50,16 @@ struct ReadableList {};
 
 enum class AttrKind : uint8_t { scalar, collection, keyedValues, set, children, child, refs };
 
-// One entity attribute: its id, kind, storage and generated mutators (null where it has none).
-template <uint16_t Id, AttrKind Kind, auto Field, auto Set = nullptr, auto Del = nullptr>
+// One entity attribute: its id, kind, storage and generated mutators (null where it has none), and
+// whether the attribute log carries it (an unlogged attribute is each copy's own).
+template <uint16_t Id, AttrKind Kind, auto Field, auto Set = nullptr, auto Del = nullptr, bool Logged = true>
 struct Attribute {
   static constexpr uint16_t id = Id;
   static constexpr AttrKind kind = Kind;
   static constexpr auto field = Field;
   static constexpr auto set = Set;
   static constexpr auto del = Del;
+  static constexpr bool logged = Logged;
 };
 template <class... A>
 struct AttributeList {};

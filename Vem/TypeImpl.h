@@ -81,30 +81,34 @@ struct TypeImpl {
 
   // ---- construction ----------------------------------------------------------------------------
 
-  // Constructor parameters: the name, for types built from one; else the leading attributes, as many
-  // as the constructor takes (the key first).
+  // Constructor parameters: the name, for types built from one, then the leading attributes, as many
+  // as the constructor takes (the key first when there is no name).
   static constexpr bool kByName = requires(const T& t) { t.name(); };
   template <std::size_t K>
   static constexpr bool constructibleFromFirst() {
     return []<std::size_t... I>(std::index_sequence<I...>) {
-      if constexpr (((A<I>::kind == AttrKind::scalar) && ...))
-        return std::is_constructible_v<T, const S<I>&...>;
-      else
+      if constexpr (((A<I>::kind == AttrKind::scalar) && ...)) {
+        if constexpr (kByName)
+          return std::is_constructible_v<T, const Lumo::String&, const S<I>&...>;
+        else
+          return std::is_constructible_v<T, const S<I>&...>;
+      } else {
         return false;
+      }
     }(std::make_index_sequence<K>{});
   }
   static constexpr std::size_t ctorCount() {
+    if (kByName && constructibleFromFirst<0>()) return 0;
     std::size_t k = 0;
     [&]<std::size_t... K>(std::index_sequence<K...>) {
       (void)((constructibleFromFirst<K + 1>() ? (k = K + 1, true) : false) || ...);
     }(std::make_index_sequence<AttrCount<Attrs>::value>{});
     return k;
   }
-  static constexpr std::size_t kCtorCount = kByName ? 0 : ctorCount();
+  static constexpr std::size_t kCtorCount = ctorCount();
   template <std::size_t... I>
-  static auto ctorTuple(std::index_sequence<I...>) -> std::tuple<S<I>...>;
-  using CtorValues = std::conditional_t<kByName, std::tuple<Lumo::String>,
-                                        decltype(ctorTuple(std::make_index_sequence<kCtorCount>{}))>;
+  static auto ctorTuple(std::index_sequence<I...>) -> std::conditional_t<kByName, std::tuple<Lumo::String, S<I>...>, std::tuple<S<I>...>>;
+  using CtorValues = decltype(ctorTuple(std::make_index_sequence<kCtorCount>{}));
   static constexpr bool isCtorAttribute(AttributeId id) {
     return [&]<std::size_t... I>(std::index_sequence<I...>) {
       return ((A<I>::id == id) || ... || false);
@@ -125,21 +129,18 @@ struct TypeImpl {
   }
   static std::size_t attrLogSizeCtorParams(const Entity* e) {
     const T& t = *static_cast<const T*>(e);
-    if constexpr (kByName)
-      return LogTraits<Lumo::String>::size(t.name());
-    else
-      return [&]<std::size_t... I>(std::index_sequence<I...>) {
-        return (std::size_t{0} + ... + LogTraits<S<I>>::size(t.*A<I>::field));
-      }(std::make_index_sequence<kCtorCount>{});
+    std::size_t name = 0;
+    if constexpr (kByName) name = LogTraits<Lumo::String>::size(t.name());
+    return [&]<std::size_t... I>(std::index_sequence<I...>) {
+      return (name + ... + LogTraits<S<I>>::size(t.*A<I>::field));
+    }(std::make_index_sequence<kCtorCount>{});
   }
   static void serializeConstructorParams(Out& out, const Entity* e) {
     const T& t = *static_cast<const T*>(e);
-    if constexpr (kByName)
-      LogTraits<Lumo::String>::write(out, t.name());
-    else
-      [&]<std::size_t... I>(std::index_sequence<I...>) {
-        (LogTraits<S<I>>::write(out, t.*A<I>::field), ...);
-      }(std::make_index_sequence<kCtorCount>{});
+    if constexpr (kByName) LogTraits<Lumo::String>::write(out, t.name());
+    [&]<std::size_t... I>(std::index_sequence<I...>) {
+      (LogTraits<S<I>>::write(out, t.*A<I>::field), ...);
+    }(std::make_index_sequence<kCtorCount>{});
   }
 
   // ---- flow-out records --------------------------------------------------------------------------
@@ -148,7 +149,9 @@ struct TypeImpl {
   static Lumo::Ptr<NboAttrLog::FlowOut> newFlowOut(Sa& sa, bool, int32_t s) {
     Lumo::Ptr<Flow> f = Lumo::Ptr<Flow>::adopt(new Flow(&sa, s));
     anyAttr<Attrs>([&]<std::size_t I>() {
-      if constexpr (isKeyedKind(A<I>::kind))
+      if constexpr (!A<I>::logged)
+        return false;  // never sent, so never owed
+      else if constexpr (isKeyedKind(A<I>::kind))
         f->vemHasSyncedIs(A<I>::id, s < 0 || A<I>::id < s);
       else if constexpr (!std::is_same_v<decltype(A<I>::set), const std::nullptr_t>)  // attributes fixed at construction travel with it
         f->vemIsDirtyIs(A<I>::id, s >= 0 && A<I>::id >= s);
@@ -288,7 +291,9 @@ struct TypeImpl {
   static bool streamAdapterOnAttribute(Sa& sa, AttributeId id, const void* key) {
     return anyAttr<Attrs>([&]<std::size_t I>() {
       if (A<I>::id != id) return false;
-      if constexpr (A<I>::kind == AttrKind::scalar)
+      if constexpr (!A<I>::logged)
+        return true;  // each copy keeps its own
+      else if constexpr (A<I>::kind == AttrKind::scalar)
         writeScalar<I>(sa);
       else if constexpr (A<I>::kind == AttrKind::child)
         writeChild<I>(sa);
@@ -385,7 +390,7 @@ struct TypeImpl {
     anyAttr<Attrs>([&]<std::size_t I>() {
       if (A<I>::id < a) return false;
       bool done = true;
-      if constexpr (A<I>::kind == AttrKind::refs)
+      if constexpr (A<I>::kind == AttrKind::refs || !A<I>::logged)
         done = true;
       else if constexpr (isKeyedKind(A<I>::kind))
         done = collPass<I>(sa, &f);
@@ -410,7 +415,7 @@ struct TypeImpl {
   static bool vemInstantiateSerialize(Sa& sa) {
     bool done = true;
     anyAttr<Attrs>([&]<std::size_t I>() {
-      if constexpr (A<I>::kind == AttrKind::children) done = collPass<I>(sa, sa.flowOutAs<Flow>()) && done;
+      if constexpr (A<I>::kind == AttrKind::children && A<I>::logged) done = collPass<I>(sa, sa.flowOutAs<Flow>()) && done;
       return false;
     });
     return done;
@@ -562,8 +567,8 @@ struct TypeImpl {
       throwWriteUpdateFromReadOnlyProxyException(T::vemType(), id);
     const bool handled = anyAttr<Attrs>([&]<std::size_t I>() {
       using Attr = A<I>;
-      if constexpr (Attr::kind == AttrKind::refs) {
-        return false;
+      if constexpr (Attr::kind == AttrKind::refs || !Attr::logged) {
+        return false;  // not carried: a record for it is an unknown attribute
       } else if constexpr (isKeyedKind(Attr::kind)) {
         if (id == Attr::id) {
           if constexpr (Attr::kind == AttrKind::children)
@@ -592,7 +597,7 @@ struct TypeImpl {
   // Begin marks every entry of the collection for deletion; end deletes what no record unmarked.
   static bool doHandleAttrTransaction(Sa& sa, AttributeId id, uint8_t type) {
     return anyAttr<Attrs>([&]<std::size_t I>() {
-      if constexpr (!isKeyedKind(A<I>::kind) || A<I>::kind == AttrKind::refs) {
+      if constexpr (!isKeyedKind(A<I>::kind) || A<I>::kind == AttrKind::refs || !A<I>::logged) {
         return false;
       } else {
         if (A<I>::id != id) return false;
