@@ -137,8 +137,12 @@ int valueAttributeOp(void* result, void* object, const void* field, uint8_t op, 
       case OpCode::truth: *static_cast<bool*>(result) = !(v == T{}); return ResultCode::done;
       case OpCode::equal: *static_cast<bool*>(result) = v == *static_cast<const T*>(arg1); return ResultCode::done;
       case OpCode::less:
-        *static_cast<bool*>(result) = ValueTraits<T>::compare(v, *static_cast<const T*>(arg1)) < 0;
-        return ResultCode::done;
+        if constexpr (requires { v <=> v; } || requires { v < v; }) {
+          *static_cast<bool*>(result) = ValueTraits<T>::compare(v, *static_cast<const T*>(arg1)) < 0;
+          return ResultCode::done;
+        } else {
+          return ResultCode::notApplicable;  // a type without an order
+        }
       default: return ResultCode::notApplicable;
     }
   }

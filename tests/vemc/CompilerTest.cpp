@@ -178,6 +178,10 @@ TEST_F(CompilerTest, NamedEntitiesWithFixedParametersAndQuietCounters) {
   const std::string publicPart = g.header.substr(g.header.find("class Queue"), g.header.find("private:", g.header.find("class Queue")) - g.header.find("class Queue"));
   EXPECT_EQ(publicPart.find("nextIs"), std::string::npos);
   EXPECT_NE(publicPart.find("uint64_t eventDel(const Vem::RbTreeMap<uint32_t, uint64_t>::Iterator& at);"), std::string::npos);
+  EXPECT_EQ(compile("module Mod;\nnamespace N { value V { field a : U8; order none; }\n entity E { collection c : V -> U8; } }"),
+            "vem:3: N::V has no order and cannot be a key");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { value V { field a : U8; order none; }\n value W { field v : V; } }"),
+            "vem:3: N::V has no order: N::W needs 'order none;' too");
   EXPECT_EQ(compile("module Mod;\nnamespace N { entity E { attr x : U32 nosetter; } }"),
             "vem:2: x: only a counter can do without a setter");
   EXPECT_EQ(compile("module Mod;\nnamespace N { entity E { key name : U32; } }"), "vem:2: an entity's name is a Vem::String");

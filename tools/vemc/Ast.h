@@ -111,6 +111,7 @@ struct TypeDecl {
   std::string header;         // platform values: the hand-written header
   bool factory = false;       // entities: generically constructible, with a <type>Factory
   bool namedWithCtor = false;    // entities: built from a name and further constructor attributes
+  bool unordered = false;        // values: equality and hash only, no order (`order none;`)
   bool handwrittenText = false;  // values: stringValue, operator<< and the parser are written by hand
   std::vector<Member> members;
   std::optional<std::vector<CtorParam>> ctorClause;

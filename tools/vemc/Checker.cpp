@@ -265,6 +265,8 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
       }
     if (mem.type) mem.typeName = mem.type->qualifiedName();
     if (mem.defaultValue) checkDefault(m, mem, *mem.defaultValue, mem.typeName);
+    if (mem.stored() && mem.type && mem.type->unordered && !t.unordered)
+      throw CompileError(m.file, mem.line, mem.typeName + " has no order: " + t.qualifiedName() + " needs 'order none;' too");
     switch (mem.kind) {
       case Member::Kind::field: mem.flagsA = 0x2c00; mem.flagsB = 0x0101; break;
       case Member::Kind::mutableField: mem.flagsA = 0x9c00; mem.flagsB = 0x0101; break;
@@ -344,6 +346,8 @@ void Compilation::checkCollectionKey(ModuleDecl& m, const TypeDecl& t, Member& m
   if (!isBuiltin(mem.keyTypeName)) {
     mem.keyType = resolve(m, t.qualifiedName(), mem.keyTypeName, mem.line);
     if (mem.keyType->kind == TypeDecl::Kind::entity) throw CompileError(m.file, mem.line, "an entity cannot be a key");
+    if (mem.keyType->unordered)
+      throw CompileError(m.file, mem.line, mem.keyType->qualifiedName() + " has no order and cannot be a key");
     mem.keyTypeName = mem.keyType->qualifiedName();
   }
   if (!mem.keyForm.empty() && !isKeyForm(mem.keyForm))

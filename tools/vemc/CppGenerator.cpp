@@ -360,9 +360,11 @@ class Writer {
           break;
       }
     }
-    h << "\n  bool operator==(const " << n << "& other) const noexcept { return Vem::valueEqual(*this, other); }\n"
-      << "  std::strong_ordering operator<=>(const " << n
-      << "& other) const noexcept { return Vem::valueCompare(*this, other); }\n"
+    h << "\n  bool operator==(const " << n << "& other) const noexcept { return Vem::valueEqual(*this, other); }\n";
+    if (!t.unordered)
+      h << "  std::strong_ordering operator<=>(const " << n
+        << "& other) const noexcept { return Vem::valueCompare(*this, other); }\n";
+    h
       << "  static bool isEq(const void* a, const void* b) noexcept {\n"
       << "    return *static_cast<const " << n << "*>(a) == *static_cast<const " << n << "*>(b);\n  }\n"
       << "  // Seeded hash, for keyed collections.\n"

@@ -218,6 +218,12 @@ class Parser {
       module_->types.push_back(word == "value" ? valueType(inner, &d) : enumeration(inner, &d));
       return;
     }
+    if (word == "order") {
+      expectWord("none");
+      expectPunct(";");
+      d.unordered = true;
+      return;
+    }
     if (word == "text") {
       expectWord("handwritten");
       expectPunct(";");
