@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <compare>
 #include <limits>
 #include <string>
 #include <vector>
@@ -131,6 +132,11 @@ TEST(ParityValues, KeyOrderIsLexicographicAndUnsigned) {
   EXPECT_NE(keyOf(1, 5).hash(1), keyOf(1, 5).hash(2));
   EXPECT_EQ(keyOf(1, 5).hash(7), keyOf(1, 5).hash(7));
 }
+
+// The status entry and the raw event are compared and hashed, never ordered; the key is ordered.
+static_assert(!std::three_way_comparable<ParityEvent>);
+static_assert(!std::three_way_comparable<OrvParityEvent>);
+static_assert(std::three_way_comparable<ParityEvent::Key>);
 
 TEST(ParityValues, NanTimeIsUnequalToItsCopy) {
   ParityEvent e = eventOf(keyOf(1, 2), 3, std::numeric_limits<double>::quiet_NaN());
