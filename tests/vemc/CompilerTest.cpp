@@ -143,7 +143,7 @@ TEST_F(CompilerTest, TypesNestInValueTypes) {
   EXPECT_EQ(m.types[1].members[0].typeName, "N::Outer::Kind");  // found from the enclosing type's scope
   EXPECT_EQ(m.types[2].members[0].typeName, "N::Outer::Key");
   // C++: nested in the class; free functions in the namespace, named with the class path.
-  EXPECT_NE(g.header.find("class Outer {\n public:\n\n  enum class Kind : uint8_t {"), std::string::npos) << g.header;
+  EXPECT_NE(g.header.find("class Outer {\n public:\n  enum class Kind : uint8_t {"), std::string::npos) << g.header;
   EXPECT_NE(g.header.find("  class Key {"), std::string::npos);
   EXPECT_NE(g.header.find("Outer::Kind KindInstance(uint32_t code);"), std::string::npos);
   EXPECT_NE(g.header.find("std::ostream& operator<<(std::ostream& os, const Outer::Key& value);"), std::string::npos);
@@ -175,7 +175,8 @@ TEST_F(CompilerTest, NamedEntitiesWithFixedParametersAndQuietCounters) {
   EXPECT_NE(g.header.find("Vem::Attribute<259, Vem::AttrKind::scalar, &Queue::next_, &Queue::nextIs, nullptr, false>"),
             std::string::npos);
   EXPECT_NE(g.source.find("Vem::counterInc(*this, next_, step, 259, false)"), std::string::npos);
-  const std::string publicPart = g.header.substr(g.header.find("class Queue"), g.header.find("private:", g.header.find("class Queue")) - g.header.find("class Queue"));
+  const std::size_t queue = g.header.find("class Queue :");
+  const std::string publicPart = g.header.substr(queue, g.header.find("private:", queue) - queue);
   EXPECT_EQ(publicPart.find("nextIs"), std::string::npos);
   EXPECT_NE(publicPart.find("uint64_t eventDel(const Vem::RbTreeMap<uint32_t, uint64_t>::Iterator& at);"), std::string::npos);
   EXPECT_EQ(compile("module Mod;\nnamespace N { value V { field a : U8; order none; }\n entity E { collection c : V -> U8; } }"),
