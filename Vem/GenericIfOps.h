@@ -50,14 +50,16 @@ struct ReadableList {};
 
 enum class AttrKind : uint8_t { scalar, collection, keyedValues, set, children, child, refs };
 
-// One entity attribute: its id, kind, storage and generated mutators (null where it has none).
-template <uint16_t Id, AttrKind Kind, auto Field, auto Set = nullptr, auto Del = nullptr>
+// One entity attribute: its id, kind, storage and generated mutators (null where it has none), and
+// whether the attribute log carries it (an unlogged attribute is each copy's own).
+template <uint16_t Id, AttrKind Kind, auto Field, auto Set = nullptr, auto Del = nullptr, bool Logged = true>
 struct Attribute {
   static constexpr uint16_t id = Id;
   static constexpr AttrKind kind = Kind;
   static constexpr auto field = Field;
   static constexpr auto set = Set;
   static constexpr auto del = Del;
+  static constexpr bool logged = Logged;
 };
 template <class... A>
 struct AttributeList {};
@@ -138,8 +140,12 @@ int valueAttributeOp(void* result, void* object, const void* field, uint8_t op, 
       case OpCode::truth: *static_cast<bool*>(result) = !(v == T{}); return ResultCode::done;
       case OpCode::equal: *static_cast<bool*>(result) = v == *static_cast<const T*>(arg1); return ResultCode::done;
       case OpCode::less:
-        *static_cast<bool*>(result) = ValueTraits<T>::compare(v, *static_cast<const T*>(arg1)) < 0;
-        return ResultCode::done;
+        if constexpr (requires { v <=> v; } || requires { v < v; }) {
+          *static_cast<bool*>(result) = ValueTraits<T>::compare(v, *static_cast<const T*>(arg1)) < 0;
+          return ResultCode::done;
+        } else {
+          return ResultCode::notApplicable;  // a type without an order
+        }
       default: return ResultCode::notApplicable;
     }
   }

@@ -1,10 +1,12 @@
 // RbTreeMap: a collection iterated in key order (ValueTraits<Key>::compare), over a red-black tree
-// whose nodes come from the slab allocator. Same change, version and deletion-mark rules as
-// HashMap2018. Iterators survive any change: after one they continue from the first key greater than
-// their own.
+// of reference-counted entry nodes that come from the slab allocator. Same change, version and
+// deletion-mark rules as HashMap2018. Iterators hold their entry's node and survive any change: after
+// one they continue from the first key greater than their own.
 #pragma once
 
 #include <Lumo/Allocator.h>
+#include <Lumo/Node.h>
+#include <Lumo/Ptr.h>
 #include <Vem/HashMap2018Engine.h>
 #include <Vem/IteratorInvalidated.h>
 #include <Vem/Value.h>
@@ -12,7 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
-#include <map>
+#include <set>
 #include <utility>
 
 namespace Vem {
@@ -32,35 +34,66 @@ struct SlabStdAllocator {
 };
 
 template <class K, class V>
+class RbTreeMap;
+
+// One entry of an RbTreeMap: its key and value in one reference-counted node. The map holds one
+// reference; an iterator or a caller that holds another keeps the entry readable after its removal.
+template <class K, class V>
+class RbTreeNode final : public Lumo::Node {
+ public:
+  RbTreeNode(const K& key, const V& value) : key_(key), value_(value) {}
+  const K& key() const noexcept { return key_; }
+  const V& value() const noexcept { return value_; }
+  // False once the entry has left its map.
+  bool linked() const noexcept { return linked_; }
+
+  static void* operator new(std::size_t size) { return Lumo::SlabAllocator::allocate(size); }
+  static void operator delete(void* p, std::size_t size) noexcept { Lumo::SlabAllocator::deallocate(p, size); }
+
+ private:
+  friend class RbTreeMap<K, V>;
+  const K key_;
+  V value_;
+  bool linked_ = true;
+  bool marked_ = false;  // marked for deletion by a resend (see HashMap2018)
+};
+
+template <class K, class V>
 class RbTreeMap {
+  using NodePtr = Lumo::Ptr<RbTreeNode<K, V>>;
   struct Less {
-    bool operator()(const K& a, const K& b) const noexcept { return ValueTraits<K>::compare(a, b) < 0; }
+    using is_transparent = void;
+    static const K& keyOf(const K& k) noexcept { return k; }
+    static const K& keyOf(const NodePtr& n) noexcept { return n->key_; }
+    template <class A, class B>
+    bool operator()(const A& a, const B& b) const noexcept {
+      return ValueTraits<K>::compare(keyOf(a), keyOf(b)) < 0;
+    }
   };
-  struct Slot {
-    V value;
-    bool marked = false;
-  };
-  using Tree = std::map<K, Slot, Less, SlabStdAllocator<std::pair<const K, Slot>>>;
+  using Tree = std::set<NodePtr, Less, SlabStdAllocator<NodePtr>>;
   static constexpr uint32_t kVersionMask = (1u << 23) - 1;
 
  public:
   using Key = K;
   using Value = V;
+  using Node = RbTreeNode<K, V>;
   using SetResult = Vem::SetResult;
 
   RbTreeMap() = default;
-  RbTreeMap(const RbTreeMap& o) : tree_(o.tree_), marked_(o.marked_) {}
+  // A copy has nodes of its own: changing one map never shows through the other.
+  RbTreeMap(const RbTreeMap& o) { copyFrom(o); }
   RbTreeMap(RbTreeMap&& o) noexcept : tree_(std::move(o.tree_)), marked_(o.marked_) { o.emptied(); }
   RbTreeMap& operator=(const RbTreeMap& o) {
     if (this != &o) {
-      tree_ = o.tree_;
-      marked_ = o.marked_;
+      clear();
+      copyFrom(o);
       changed();
     }
     return *this;
   }
   RbTreeMap& operator=(RbTreeMap&& o) noexcept {
     if (this != &o) {
+      clear();
       tree_ = std::move(o.tree_);
       marked_ = o.marked_;
       changed();
@@ -68,6 +101,7 @@ class RbTreeMap {
     }
     return *this;
   }
+  ~RbTreeMap() { clear(); }
 
   std::size_t size() const noexcept { return tree_.size(); }
   bool empty() const noexcept { return tree_.empty(); }
@@ -75,25 +109,30 @@ class RbTreeMap {
 
   const V* find(const K& k) const {
     auto it = tree_.find(k);
-    return it == tree_.end() ? nullptr : &it->second.value;
+    return it == tree_.end() ? nullptr : &(*it)->value_;
+  }
+  // The entry's node, to hold it beyond its removal; null when the key is absent.
+  NodePtr node(const K& k) const {
+    auto it = tree_.find(k);
+    return it == tree_.end() ? NodePtr() : *it;
   }
   bool contains(const K& k) const { return tree_.find(k) != tree_.end(); }
 
   SetResult set(const K& k, const V& v, V* oldOut = nullptr) {
     auto it = tree_.lower_bound(k);
-    if (it != tree_.end() && !Less()(k, it->first)) {
-      Slot& s = it->second;
-      if (s.marked) {
-        s.marked = false;
+    if (it != tree_.end() && !Less()(k, *it)) {
+      Node& n = **it;
+      if (n.marked_) {
+        n.marked_ = false;
         --marked_;
       }
-      if (s.value == v) return SetResult::unchanged;
-      if (oldOut != nullptr) *oldOut = std::move(s.value);
-      s.value = v;
+      if (n.value_ == v) return SetResult::unchanged;
+      if (oldOut != nullptr) *oldOut = std::move(n.value_);
+      n.value_ = v;
       changed();
       return SetResult::replaced;
     }
-    tree_.emplace_hint(it, k, Slot{v, false});
+    tree_.emplace_hint(it, Lumo::newNode<Node>(k, v));
     changed();
     return SetResult::inserted;
   }
@@ -101,15 +140,14 @@ class RbTreeMap {
   bool erase(const K& k, V* removedOut = nullptr) {
     auto it = tree_.find(k);
     if (it == tree_.end()) return false;
-    if (it->second.marked) --marked_;
-    if (removedOut != nullptr) *removedOut = std::move(it->second.value);
-    tree_.erase(it);
-    changed();
+    NodePtr n = unlink(it);
+    if (removedOut != nullptr) *removedOut = n->value_;  // a holder of the node may still read it
     return true;
   }
 
   void clear() noexcept {
     if (tree_.empty()) return;
+    for (const NodePtr& n : tree_) n->linked_ = false;
     tree_.clear();
     marked_ = 0;
     changed();
@@ -117,21 +155,21 @@ class RbTreeMap {
 
   // ---- deletion marks ----
   void markAllForDeletion() noexcept {
-    for (auto& e : tree_) e.second.marked = true;
+    for (const NodePtr& n : tree_) n->marked_ = true;
     marked_ = tree_.size();
   }
   void unmark(const K& k) {
     if (marked_ == 0) return;
     auto it = tree_.find(k);
-    if (it != tree_.end() && it->second.marked) {
-      it->second.marked = false;
+    if (it != tree_.end() && (*it)->marked_) {
+      (*it)->marked_ = false;
       --marked_;
     }
   }
   bool isMarked(const K& k) const {
     if (marked_ == 0) return false;
     auto it = tree_.find(k);
-    return it != tree_.end() && it->second.marked;
+    return it != tree_.end() && (*it)->marked_;
   }
   std::size_t markedCount() const noexcept { return marked_; }
   // Erases every marked entry in key order, calling fn(key, removedValue) once it has left the map.
@@ -139,44 +177,37 @@ class RbTreeMap {
   void eraseMarked(Fn&& fn) {
     auto it = tree_.begin();
     while (marked_ != 0 && it != tree_.end()) {
-      if (!it->second.marked) {
+      if (!(*it)->marked_) {
         ++it;
         continue;
       }
-      K key = it->first;
-      V value = std::move(it->second.value);
-      --marked_;
-      tree_.erase(it);
-      changed();
-      fn(static_cast<const K&>(key), static_cast<const V&>(value));
-      it = tree_.upper_bound(key);  // fn may have changed the map
+      NodePtr n = unlink(it);
+      fn(static_cast<const K&>(n->key_), static_cast<const V&>(n->value_));
+      it = tree_.upper_bound(n->key_);  // fn may have changed the map
     }
   }
 
   // ---- iteration ----
+  // Holds its entry's node. After the entry is removed, key() still answers and next() continues from
+  // the first key greater than it.
   class Iterator {
    public:
     Iterator() = default;
-    bool valid() const noexcept { return valid_; }
-    const K& key() const noexcept { return key_; }
+    bool valid() const noexcept { return node_ != nullptr; }
+    const K& key() const noexcept { return node_->key_; }
     // The entry's current value. Refused (IteratorInvalidated) once the entry has been erased.
     const V& value() const {
-      if (map_->version_ == version_) return it_->second.value;
-      auto now = map_->tree_.find(key_);
-      if (now == map_->tree_.end()) throwRbTreeMapEntryErased();
-      return now->second.value;
+      if (!node_->linked_) throwRbTreeMapEntryErased();
+      return node_->value_;
     }
+    const NodePtr& node() const noexcept { return node_; }
     void next() {
-      if (!valid_) return;
-      if (map_->version_ != version_) {
-        it_ = map_->tree_.upper_bound(key_);
-        version_ = map_->version_;
-      } else {
-        ++it_;
-      }
-      load();
+      if (!valid()) return;
+      // A linked node's position in the tree stays valid whatever else changed.
+      it_ = node_->linked_ ? std::next(it_) : map_->tree_.upper_bound(node_->key_);
+      node_ = it_ == map_->tree_.end() ? NodePtr() : *it_;
     }
-    bool operator==(std::default_sentinel_t) const noexcept { return !valid_; }
+    bool operator==(std::default_sentinel_t) const noexcept { return !valid(); }
     struct Entry {
       const K& key;
       const V& value;
@@ -189,19 +220,12 @@ class RbTreeMap {
 
    private:
     friend class RbTreeMap;
-    Iterator(const RbTreeMap* map, typename Tree::const_iterator it) : map_(map), it_(it), version_(map->version_) {
-      load();
-    }
-    void load() {
-      valid_ = it_ != map_->tree_.end();
-      if (valid_) key_ = it_->first;
-    }
+    Iterator(const RbTreeMap* map, typename Tree::const_iterator it)
+        : map_(map), it_(it), node_(it == map->tree_.end() ? NodePtr() : *it) {}
 
     const RbTreeMap* map_ = nullptr;
-    typename Tree::const_iterator it_{};
-    K key_{};  // kept so that the walk can resume after its entry is erased
-    uint32_t version_ = 0;
-    bool valid_ = false;
+    typename Tree::const_iterator it_{};  // meaningful while node_ is linked
+    NodePtr node_;
   };
 
   Iterator begin() const { return Iterator(this, tree_.begin()); }
@@ -214,6 +238,23 @@ class RbTreeMap {
     tree_.clear();
     marked_ = 0;
     changed();
+  }
+  void copyFrom(const RbTreeMap& o) {
+    for (const NodePtr& n : o.tree_) {
+      NodePtr copy = Lumo::newNode<Node>(n->key_, n->value_);
+      copy->marked_ = n->marked_;
+      tree_.emplace_hint(tree_.end(), std::move(copy));
+    }
+    marked_ = o.marked_;
+  }
+  // Takes the entry out of the tree; the returned reference keeps it alive for the caller.
+  NodePtr unlink(typename Tree::const_iterator it) {
+    NodePtr n = *it;
+    if (n->marked_) --marked_;
+    n->linked_ = false;
+    tree_.erase(it);
+    changed();
+    return n;
   }
 
   Tree tree_;

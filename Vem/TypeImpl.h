@@ -81,8 +81,8 @@ struct TypeImpl {
 
   // ---- construction ----------------------------------------------------------------------------
 
-  // Constructor parameters: the name, for types built from one; else the constructor attributes that the
-  // compiler lists in constructor order (the key first), wherever they stand among the attributes.
+  // Constructor parameters: the constructor attributes that the compiler lists in constructor order (the
+  // name first for a type built from one, else the key), wherever they stand among the attributes.
   static constexpr bool kByName = requires(const T& t) { t.name(); };
   template <class L>
   struct CtorFieldsOf;
@@ -95,8 +95,8 @@ struct TypeImpl {
   using CtorFields = CtorFieldsOf<typename T::VemCtorFields>;
   template <std::size_t J>
   using CF = typename CtorFields::template At<J>;
-  static constexpr std::size_t kCtorCount = kByName ? 0 : T::VemCtorFields::size;
-  using CtorValues = std::conditional_t<kByName, std::tuple<Lumo::String>, typename CtorFields::Values>;
+  static constexpr std::size_t kCtorCount = T::VemCtorFields::size;
+  using CtorValues = typename CtorFields::Values;
   // A fixed constructor attribute has no setter: its value came with the constructor, so a record of it
   // is not applied. Settable constructor attributes change afterwards like any other.
   static constexpr bool isCtorAttribute(AttributeId id) {
@@ -120,21 +120,15 @@ struct TypeImpl {
   }
   static std::size_t attrLogSizeCtorParams(const Entity* e) {
     const T& t = *static_cast<const T*>(e);
-    if constexpr (kByName)
-      return LogTraits<Lumo::String>::size(t.name());
-    else
-      return [&]<std::size_t... J>(std::index_sequence<J...>) {
-        return (std::size_t{0} + ... + LogTraits<typename CF<J>::Type>::size(t.*CF<J>::member));
-      }(std::make_index_sequence<kCtorCount>{});
+    return [&]<std::size_t... J>(std::index_sequence<J...>) {
+      return (std::size_t{0} + ... + LogTraits<typename CF<J>::Type>::size(t.*CF<J>::member));
+    }(std::make_index_sequence<kCtorCount>{});
   }
   static void serializeConstructorParams(Out& out, const Entity* e) {
     const T& t = *static_cast<const T*>(e);
-    if constexpr (kByName)
-      LogTraits<Lumo::String>::write(out, t.name());
-    else
-      [&]<std::size_t... J>(std::index_sequence<J...>) {
-        (LogTraits<typename CF<J>::Type>::write(out, t.*CF<J>::member), ...);
-      }(std::make_index_sequence<kCtorCount>{});
+    [&]<std::size_t... J>(std::index_sequence<J...>) {
+      (LogTraits<typename CF<J>::Type>::write(out, t.*CF<J>::member), ...);
+    }(std::make_index_sequence<kCtorCount>{});
   }
 
   // ---- flow-out records --------------------------------------------------------------------------
@@ -143,7 +137,9 @@ struct TypeImpl {
   static Lumo::Ptr<NboAttrLog::FlowOut> newFlowOut(Sa& sa, bool, int32_t s) {
     Lumo::Ptr<Flow> f = Lumo::Ptr<Flow>::adopt(new Flow(&sa, s));
     anyAttr<Attrs>([&]<std::size_t I>() {
-      if constexpr (isKeyedKind(A<I>::kind))
+      if constexpr (!A<I>::logged)
+        return false;  // never sent, so never owed
+      else if constexpr (isKeyedKind(A<I>::kind))
         f->vemHasSyncedIs(A<I>::id, s < 0 || A<I>::id < s);
       else if constexpr (!std::is_same_v<decltype(A<I>::set), const std::nullptr_t>)  // attributes fixed at construction travel with it
         f->vemIsDirtyIs(A<I>::id, s >= 0 && A<I>::id >= s);
@@ -283,7 +279,9 @@ struct TypeImpl {
   static bool streamAdapterOnAttribute(Sa& sa, AttributeId id, const void* key) {
     return anyAttr<Attrs>([&]<std::size_t I>() {
       if (A<I>::id != id) return false;
-      if constexpr (A<I>::kind == AttrKind::scalar)
+      if constexpr (!A<I>::logged)
+        return true;  // each copy keeps its own
+      else if constexpr (A<I>::kind == AttrKind::scalar)
         writeScalar<I>(sa);
       else if constexpr (A<I>::kind == AttrKind::child)
         writeChild<I>(sa);
@@ -380,7 +378,7 @@ struct TypeImpl {
     anyAttr<Attrs>([&]<std::size_t I>() {
       if (A<I>::id < a) return false;
       bool done = true;
-      if constexpr (A<I>::kind == AttrKind::refs)
+      if constexpr (A<I>::kind == AttrKind::refs || !A<I>::logged)
         done = true;
       else if constexpr (isKeyedKind(A<I>::kind))
         done = collPass<I>(sa, &f);
@@ -405,7 +403,7 @@ struct TypeImpl {
   static bool vemInstantiateSerialize(Sa& sa) {
     bool done = true;
     anyAttr<Attrs>([&]<std::size_t I>() {
-      if constexpr (A<I>::kind == AttrKind::children) done = collPass<I>(sa, sa.flowOutAs<Flow>()) && done;
+      if constexpr (A<I>::kind == AttrKind::children && A<I>::logged) done = collPass<I>(sa, sa.flowOutAs<Flow>()) && done;
       return false;
     });
     return done;
@@ -557,8 +555,8 @@ struct TypeImpl {
       throwWriteUpdateFromReadOnlyProxyException(T::vemType(), id);
     const bool handled = anyAttr<Attrs>([&]<std::size_t I>() {
       using Attr = A<I>;
-      if constexpr (Attr::kind == AttrKind::refs) {
-        return false;
+      if constexpr (Attr::kind == AttrKind::refs || !Attr::logged) {
+        return false;  // not carried: a record for it is an unknown attribute
       } else if constexpr (isKeyedKind(Attr::kind)) {
         if (id == Attr::id) {
           if constexpr (Attr::kind == AttrKind::children)
@@ -587,7 +585,7 @@ struct TypeImpl {
   // Begin marks every entry of the collection for deletion; end deletes what no record unmarked.
   static bool doHandleAttrTransaction(Sa& sa, AttributeId id, uint8_t type) {
     return anyAttr<Attrs>([&]<std::size_t I>() {
-      if constexpr (!isKeyedKind(A<I>::kind) || A<I>::kind == AttrKind::refs) {
+      if constexpr (!isKeyedKind(A<I>::kind) || A<I>::kind == AttrKind::refs || !A<I>::logged) {
         return false;
       } else {
         if (A<I>::id != id) return false;

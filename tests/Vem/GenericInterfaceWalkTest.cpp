@@ -99,8 +99,14 @@ TEST(GenericInterfaceWalk, EveryValueTypeBuildsPrintsParsesComparesAndReadsItsMe
       EXPECT_EQ(truth, t.members().front().extra != 0);
     else
       EXPECT_FALSE(truth) << "a default value is false";
-    EXPECT_EQ(t.impl().attributeOp(&less, def.data(), nullptr, Vem::OpCode::less, back.data(), nullptr), 0);
-    EXPECT_FALSE(less) << "equal values are not less in either order";
+    // Types declared without an order refuse the comparison.
+    static const std::set<std::string> unordered = {"Orv::ParityEvent", "Orv::OrvParityEvent"};
+    if (unordered.count(std::string(t.name()))) {
+      EXPECT_EQ(t.impl().attributeOp(&less, def.data(), nullptr, Vem::OpCode::less, back.data(), nullptr), 1);
+    } else {
+      EXPECT_EQ(t.impl().attributeOp(&less, def.data(), nullptr, Vem::OpCode::less, back.data(), nullptr), 0);
+      EXPECT_FALSE(less) << "equal values are not less in either order";
+    }
     EXPECT_EQ(t.impl().attributeOp(&less, def.data(), nullptr, 99, nullptr, nullptr), 1);
     AnyValue other = sample(h);
     if (Vem::GenericIfImpl::valueMethods(t)->hash) {

@@ -165,6 +165,67 @@ TEST_F(CompilerTest, DerivedEntitiesContinueTheirBasesIdsAndConstructors) {
   EXPECT_EQ(compile("module Mod;\nnamespace N { entity E : Nowhere { attr y : U8; } }"), "vem:2: unknown type 'Nowhere'");
 }
 
+TEST_F(CompilerTest, TypesNestInValueTypes) {
+  const std::string text =
+      "module Mod;\nnamespace N {\n value Outer {\n  enum Kind { a, b }\n  value Key { mutable k : Kind = b; }\n"
+      "  field key : Key;\n  mutable kind : Kind;\n }\n}\n";
+  std::string file = write("Mod.vem", text);
+  vemc::Compilation c({(dir_ / "lib").string()});
+  const vemc::ModuleDecl& m = c.load(file);
+  vemc::GeneratedFiles g = vemc::generateCpp(m, c);
+  // Numbered in declaration order, the enclosing type once its body is read.
+  ASSERT_EQ(m.types.size(), 3u);
+  EXPECT_EQ(m.types[0].qualifiedName(), "N::Outer::Kind");
+  EXPECT_EQ(m.types[1].qualifiedName(), "N::Outer::Key");
+  EXPECT_EQ(m.types[2].qualifiedName(), "N::Outer");
+  EXPECT_EQ(m.types[1].members[0].typeName, "N::Outer::Kind");  // found from the enclosing type's scope
+  EXPECT_EQ(m.types[2].members[0].typeName, "N::Outer::Key");
+  // C++: nested in the class; free functions in the namespace, named with the class path.
+  EXPECT_NE(g.header.find("class Outer {\n public:\n  enum class Kind : uint8_t {"), std::string::npos) << g.header;
+  EXPECT_NE(g.header.find("  class Key {"), std::string::npos);
+  EXPECT_NE(g.header.find("Outer::Kind KindInstance(uint32_t code);"), std::string::npos);
+  EXPECT_NE(g.header.find("std::ostream& operator<<(std::ostream& os, const Outer::Key& value);"), std::string::npos);
+  EXPECT_NE(g.source.find("Outer::Key::Key(Vem::CharRange& text)"), std::string::npos);
+  EXPECT_EQ(compile("module Mod;\nnamespace N { entity E { value V { field x : U8; } } }"),
+            "vem:2: unknown attribute kind 'value'");
+}
+
+TEST_F(CompilerTest, NamedEntitiesWithFixedParametersAndQuietCounters) {
+  const std::string text =
+      "module Mod;\nimport Base;\nnamespace N {\n entity Chip { key name : Vem::String; key mode : Base::Mode; key id : U32; }\n"
+      " entity Owner { children chip : Chip; }\n"
+      " entity Queue { ordered event : U32 -> U64; attr next : U32 = 0 counter silent unlogged nosetter; }\n}\n";
+  std::string file = write("Mod.vem", text);
+  vemc::Compilation c({(dir_ / "lib").string()});
+  const vemc::ModuleDecl& m = c.load(file);
+  vemc::GeneratedFiles g = vemc::generateCpp(m, c);
+  const vemc::TypeDecl& chip = m.types[0];
+  ASSERT_EQ(chip.ctorParams.size(), 3u);
+  EXPECT_EQ(chip.ctorParams[0].name, "name");
+  EXPECT_EQ(chip.members[0].name, "nameString");
+  EXPECT_EQ(chip.members[0].attributeId, 154);
+  EXPECT_EQ(chip.members[1].attributeId, 258);  // mode: the name takes no attribute id
+  // A differing enumeration is reported through the registry, a number as a number.
+  EXPECT_NE(g.source.find("Vem::Impl::throwMutatorReinstVal(existing, 258"), std::string::npos);
+  EXPECT_NE(g.source.find("Vem::throwMutatorReinstantiating(existing, 259, static_cast<uint32_t>"), std::string::npos);
+  // The quiet counter: no public setter, an unlogged attribute record, an announcement-free increment.
+  EXPECT_NE(g.header.find("using VemEvent = Vem::RbTreeMap<uint32_t, uint64_t>::Node;"), std::string::npos);
+  EXPECT_NE(g.header.find("Vem::Attribute<259, Vem::AttrKind::scalar, &Queue::next_, &Queue::nextIs, nullptr, false>"),
+            std::string::npos);
+  EXPECT_NE(g.source.find("Vem::counterInc(*this, next_, step, 259, false)"), std::string::npos);
+  const std::size_t queue = g.header.find("class Queue :");
+  const std::string publicPart = g.header.substr(queue, g.header.find("protected:", queue) - queue);
+  EXPECT_EQ(publicPart.find("nextIs"), std::string::npos);
+  EXPECT_NE(publicPart.find("uint64_t eventDel(const Vem::RbTreeMap<uint32_t, uint64_t>::Iterator& at);"), std::string::npos);
+  EXPECT_EQ(compile("module Mod;\nnamespace N { value V { field a : U8; order none; }\n entity E { collection c : V -> U8; } }"),
+            "vem:3: N::V has no order and cannot be a key");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { value V { field a : U8; order none; }\n value W { field v : V; } }"),
+            "vem:3: N::V has no order: N::W needs 'order none;' too");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { entity E { attr x : U32 nosetter; } }"),
+            "vem:2: x: only a counter can do without a setter");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { entity E { key name : U32; } }"), "vem:2: an entity's name is a Vem::String");
+}
+
 TEST_F(CompilerTest, DefaultTagAlwaysHasEightDigits) {
   for (const char* name : {"A", "OrvPortVlanPair", "x", "VeryLongModuleNameForTesting"})
     EXPECT_GE(vemc::defaultTag(name), 0x10000000u) << name;

@@ -56,6 +56,7 @@ struct Member {
   bool silent = false;       // announces nothing
   bool unlogged = false;     // never written to the attribute log
   bool keysOnly = false;     // a collection inside a value that is a set: keys only, no values
+  bool noSetter = false;     // attr: no public setter; only xInc changes it in code
   int line = 0;
 
   // Filled by the checker.
@@ -102,11 +103,15 @@ struct TypeDecl {
   enum class Kind { value, enumeration, platformValue, entity };
   Kind kind = Kind::value;
   std::string name;           // unqualified
-  std::string nameSpace;      // "Orv" or "Orv::Loopback"
+  std::string nameSpace;      // "Orv" or "Orv::Loopback"; for a nested type its enclosing type ("Orv::ParityEvent")
+  std::string cppNamespace;   // the C++ namespace it lives in ("Orv" for Orv::ParityEvent::Key)
+  std::string classPath;      // its name within that namespace ("ParityEvent::Key")
   std::string baseName;       // the base type as written (a value's or an entity's), empty for none
   std::string holdingType = "U8";  // enumerations: U8 or U32
   std::string header;         // platform values: the hand-written header
   bool factory = false;       // entities: generically constructible, with a <type>Factory
+  bool namedWithCtor = false;    // entities: built from a name and further constructor attributes
+  bool unordered = false;        // values: equality and hash only, no order (`order none;`)
   bool handwrittenText = false;  // values: stringValue, operator<< and the parser are written by hand
   std::vector<Member> members;
   std::optional<std::vector<CtorParam>> ctorClause;
@@ -123,6 +128,7 @@ struct TypeDecl {
   uint16_t firstMember = 0;
 
   std::string qualifiedName() const { return nameSpace.empty() ? name : nameSpace + "::" + name; }
+  bool nested() const { return classPath != name; }
 };
 
 struct ModuleDecl {

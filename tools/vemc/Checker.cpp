@@ -156,6 +156,19 @@ void Compilation::check(ModuleDecl& m) {
     bool keyedByName = std::none_of(t.members.begin(), t.members.end(), [](const Member& x) {
       return x.kind == Member::Kind::key || x.ctorParam2;
     });
+    // `key name : Vem::String;` declared first is the entity's name, ahead of further constructor
+    // attributes: it is no attribute of its own but the inherited nameString.
+    auto firstCtor = std::find_if(t.members.begin(), t.members.end(), [](const Member& x) {
+      return x.kind == Member::Kind::key || x.ctorParam2;
+    });
+    if (t.kind == TypeDecl::Kind::entity && firstCtor != t.members.end() && firstCtor->kind == Member::Kind::key &&
+        firstCtor->name == "name") {
+      if (firstCtor->typeName != "Vem::String")
+        throw CompileError(m.file, firstCtor->line, "an entity's name is a Vem::String");
+      t.members.erase(firstCtor);
+      t.namedWithCtor = true;
+      keyedByName = true;
+    }
     // A derived entity inherits nameString (if its base has one) and lists only its own members.
     if (t.kind == TypeDecl::Kind::entity && keyedByName && !t.base) {
       // Entities built from a name list the inherited read-only nameString first.
@@ -235,10 +248,11 @@ void Compilation::checkDefault(const ModuleDecl& m, const Member& member, const 
 }
 
 void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
-  const std::string scope = t.nameSpace;
+  // Names resolve from the type's own scope outwards, so that its nested types come first.
+  const std::string scope = t.qualifiedName();
   uint16_t firstId = 2;
   if (!t.baseName.empty()) {
-    t.base = resolve(m, scope, t.baseName, t.line);
+    t.base = resolve(m, t.nameSpace, t.baseName, t.line);
     if (t.base->kind != TypeDecl::Kind::value)
       throw CompileError(m.file, t.line, t.qualifiedName() + " can derive only from a value type of this library");
     firstId = static_cast<uint16_t>(2 + 128);
@@ -259,6 +273,8 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
       }
     if (mem.type) mem.typeName = mem.type->qualifiedName();
     if (mem.defaultValue) checkDefault(m, mem, *mem.defaultValue, mem.typeName);
+    if (mem.stored() && mem.type && mem.type->unordered && !t.unordered)
+      throw CompileError(m.file, mem.line, mem.typeName + " has no order: " + t.qualifiedName() + " needs 'order none;' too");
     switch (mem.kind) {
       case Member::Kind::field: mem.flagsA = 0x2c00; mem.flagsB = 0x0101; break;
       case Member::Kind::mutableField: mem.flagsA = 0x9c00; mem.flagsB = 0x0101; break;
@@ -336,8 +352,10 @@ void Compilation::checkCollectionKey(ModuleDecl& m, const TypeDecl& t, Member& m
   if (mem.keyTypeName == "void" || mem.keyTypeName == "Vem::Seconds")
     throw CompileError(m.file, mem.line, mem.keyTypeName + " cannot be a key");
   if (!isBuiltin(mem.keyTypeName)) {
-    mem.keyType = resolve(m, t.nameSpace, mem.keyTypeName, mem.line);
+    mem.keyType = resolve(m, t.qualifiedName(), mem.keyTypeName, mem.line);
     if (mem.keyType->kind == TypeDecl::Kind::entity) throw CompileError(m.file, mem.line, "an entity cannot be a key");
+    if (mem.keyType->unordered)
+      throw CompileError(m.file, mem.line, mem.keyType->qualifiedName() + " has no order and cannot be a key");
     mem.keyTypeName = mem.keyType->qualifiedName();
   }
   if (!mem.keyForm.empty() && !isKeyForm(mem.keyForm))
@@ -362,7 +380,8 @@ void Compilation::resolveEntityBase(ModuleDecl& m, TypeDecl& t) {
 }
 
 void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
-  const std::string scope = t.nameSpace;
+  // Nested types are found from inside their enclosing type first.
+  const std::string scope = t.qualifiedName();
   // Own attributes start at 258, 128 higher for each level of derivation; inherited ones keep their ids.
   // The constructor takes the base's arguments first, then the type's own.
   uint16_t id = 258;
@@ -413,6 +432,8 @@ void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
     if (mem.defaultValue) checkDefault(m, mem, *mem.defaultValue, mem.typeName);
     if (mem.counter && !isInteger(mem.typeName))
       throw CompileError(m.file, mem.line, "counter " + mem.name + " must be an integer attribute");
+    if (mem.noSetter && !mem.counter)
+      throw CompileError(m.file, mem.line, mem.name + ": only a counter can do without a setter");
     if (mem.kind == Member::Kind::collection && !mem.keyField.empty()) {
       // Values that carry their own key: the key is one of the value's stored fields.
       if (!mem.type || mem.type->kind != TypeDecl::Kind::value)
@@ -447,8 +468,10 @@ void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
 }
 
 void Compilation::finishEntityCtor(TypeDecl& t) {
-  // Entities are built from their name unless they declare constructor attributes.
-  if (t.ctorParams.empty()) t.ctorParams.push_back(CtorParam{"name", "name", std::nullopt, t.line, "Vem::String"});
+  // Entities are built from their name unless they declare constructor attributes; a named one with
+  // further constructor attributes takes its name first.
+  if (t.ctorParams.empty() || t.namedWithCtor)
+    t.ctorParams.insert(t.ctorParams.begin(), CtorParam{"name", "name", std::nullopt, t.line, "Vem::String"});
 }
 
 void Compilation::buildTables(ModuleDecl& m) {

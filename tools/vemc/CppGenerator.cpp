@@ -131,9 +131,10 @@ class Writer {
       << "extern \"C\" const Vem::VemModule " << descriptorSymbol(m_) << ";\n";
 
     for (const TypeDecl& t : m_.types)
-      if (t.kind == TypeDecl::Kind::enumeration) {
+      if (t.kind == TypeDecl::Kind::enumeration && !t.nested()) {
         openNamespace(h, t.nameSpace);
         enumDeclaration(h, t);
+        enumFunctions(h, t);
       }
     for (const TypeDecl& t : m_.types)
       if (t.kind == TypeDecl::Kind::platformValue) {
@@ -144,6 +145,7 @@ class Writer {
     for (const TypeDecl* t : valuesInDependencyOrder()) {
       openNamespace(h, t->nameSpace);
       classDeclaration(h, *t);
+      classFunctions(h, *t);
     }
     bool declared = false;
     for (const TypeDecl& t : m_.types)
@@ -177,28 +179,68 @@ class Writer {
     // A class must be complete before another holds it as a field.
     std::vector<const TypeDecl*> out;
     std::set<const TypeDecl*> done;
+    // A nested type is written inside its enclosing class, so what it holds comes before that class.
     std::function<void(const TypeDecl*)> visit = [&](const TypeDecl* t) {
-      if (done.count(t) || t->module != &m_ || t->kind != TypeDecl::Kind::value) return;
+      if (t->module != &m_ || t->kind == TypeDecl::Kind::entity || t->kind == TypeDecl::Kind::platformValue) return;
+      if (t->nested()) {
+        visit(enclosingOf(*t));
+        return;
+      }
+      if (t->kind != TypeDecl::Kind::value || done.count(t)) return;
       done.insert(t);
-      for (const Member& mem : t->members)
-        if (mem.stored() && mem.type) visit(mem.type);
+      std::function<void(const TypeDecl&)> needs = [&](const TypeDecl& x) {
+        for (const Member& mem : x.members)
+          if (mem.stored() && mem.type && mem.type->module == &m_ && !mem.type->nested()) visit(mem.type);
+        for (const TypeDecl* inner : nestedIn(x)) needs(*inner);
+      };
+      needs(*t);
       out.push_back(t);
     };
     for (const TypeDecl& t : m_.types) visit(&t);
     return out;
   }
 
+  // The types declared inside `t`'s body, in declaration order.
+  std::vector<const TypeDecl*> nestedIn(const TypeDecl& t) const {
+    std::vector<const TypeDecl*> out;
+    for (const TypeDecl& x : m_.types)
+      if (x.nested() && x.nameSpace == t.qualifiedName()) out.push_back(&x);
+    return out;
+  }
+  const TypeDecl* enclosingOf(const TypeDecl& t) const {
+    for (const TypeDecl& x : m_.types)
+      if (x.qualifiedName() == t.nameSpace) return &x;
+    throw std::logic_error("no enclosing type of " + t.qualifiedName());
+  }
+
   void enumDeclaration(std::ostringstream& h, const TypeDecl& t) {
     std::string holding = t.holdingType == "U8" ? "uint8_t" : "uint32_t";
     h << "\nenum class " << t.name << " : " << holding << " {\n";
     for (const Member& e : t.members) h << "  " << e.name << " = " << e.enumValue << ",\n";
-    h << "};\n"
-      << "// By code or by enumerator name; a code or name that no enumerator has raises Vem::RangeException.\n"
-      << t.name << " " << t.name << "Instance(uint32_t code);\n"
-      << t.name << " " << t.name << "Instance(std::string_view name);\n"
-      << "Lumo::String stringValue(" << t.name << " value);\n"
-      << "bool sequenceToValue(Vem::CharRange& text, " << t.name << "* value);\n"
-      << "std::ostream& operator<<(std::ostream& os, const " << t.name << "& value);\n";
+    h << "};\n";
+  }
+  // Free functions of an enumeration, in its namespace (found by argument-dependent lookup even when
+  // the enumeration is nested in a class).
+  void enumFunctions(std::ostringstream& h, const TypeDecl& t) {
+    const std::string& e = t.classPath;
+    h << "// By code or by enumerator name; a code or name that no enumerator has raises Vem::RangeException.\n"
+      << e << " " << t.name << "Instance(uint32_t code);\n"
+      << e << " " << t.name << "Instance(std::string_view name);\n"
+      << "Lumo::String stringValue(" << e << " value);\n"
+      << "bool sequenceToValue(Vem::CharRange& text, " << e << "* value);\n"
+      << "std::ostream& operator<<(std::ostream& os, const " << e << "& value);\n";
+  }
+  static std::string indented(const std::string& text) {
+    std::string out;
+    std::size_t start = 0;
+    while (start < text.size()) {
+      std::size_t end = text.find('\n', start);
+      if (end == std::string::npos) end = text.size();
+      if (end > start) out += "  " + text.substr(start, end - start);
+      out += "\n";
+      start = end + 1;
+    }
+    return out;
   }
 
   static std::string storage(const Member& mem) { return mem.name + "_"; }
@@ -245,6 +287,12 @@ class Writer {
   void classDeclaration(std::ostringstream& h, const TypeDecl& t) {
     const std::string n = t.name;
     h << "\nclass " << n << " {\n public:\n";
+    for (const TypeDecl* inner : nestedIn(t)) {
+      std::ostringstream body;
+      if (inner->kind == TypeDecl::Kind::enumeration) enumDeclaration(body, *inner);
+      else classDeclaration(body, *inner);
+      h << indented(body.str().substr(1)) << "\n";
+    }
     for (const Member& mem : t.members)
       if (mem.kind == Member::Kind::valueCollection)
         h << "  using HN_" << capitalized(mem.name) << " = " << nodeType(mem) << ";\n";
@@ -313,9 +361,11 @@ class Writer {
           break;
       }
     }
-    h << "\n  bool operator==(const " << n << "& other) const noexcept { return Vem::valueEqual(*this, other); }\n"
-      << "  std::strong_ordering operator<=>(const " << n
-      << "& other) const noexcept { return Vem::valueCompare(*this, other); }\n"
+    h << "\n  bool operator==(const " << n << "& other) const noexcept { return Vem::valueEqual(*this, other); }\n";
+    if (!t.unordered)
+      h << "  std::strong_ordering operator<=>(const " << n
+        << "& other) const noexcept { return Vem::valueCompare(*this, other); }\n";
+    h
       << "  static bool isEq(const void* a, const void* b) noexcept {\n"
       << "    return *static_cast<const " << n << "*>(a) == *static_cast<const " << n << "*>(b);\n  }\n"
       << "  // Seeded hash, for keyed collections.\n"
@@ -365,8 +415,16 @@ class Writer {
       h << (first ? "" : ",") << "\n      Vem::Readable<" << mem.attributeId << ", " << target << ">";
       first = false;
     }
-    h << ">;\n" << methodList(t) << "};\n"
-      << "std::ostream& operator<<(std::ostream& os, const " << n << "& value);\n"
+    h << ">;\n" << methodList(t) << "};\n";
+  }
+  // The free functions of a value type (and of the types nested in it), after its class.
+  void classFunctions(std::ostringstream& h, const TypeDecl& t) {
+    for (const TypeDecl* inner : nestedIn(t)) {
+      if (inner->kind == TypeDecl::Kind::enumeration) enumFunctions(h, *inner);
+      else classFunctions(h, *inner);
+    }
+    const std::string& n = t.classPath;
+    h << "std::ostream& operator<<(std::ostream& os, const " << n << "& value);\n"
       << "Vem::NboAttrLog::Out& operator<<(Vem::NboAttrLog::Out& out, const " << n << "& value);\n"
       << "std::size_t attrLogSize(const " << n << "* value);\n";
   }
@@ -416,7 +474,10 @@ class Writer {
     return s;
   }
 
+  // Built from a name alone.
   static bool keyedByName(const TypeDecl& t) { return t.ctorParams.size() == 1 && t.ctorParams[0].field == "name"; }
+  // Has a name (nameString), perhaps with further constructor attributes.
+  static bool named(const TypeDecl& t) { return t.ctorParams.front().field == "name"; }
 
   // The constructor's parameter list of an entity type, for declarations (or, without types, for calls).
   std::string entityCtorParams(const TypeDecl& t, bool withTypes) {
@@ -458,8 +519,7 @@ class Writer {
       const std::string& tn = p.typeName;
       if (tn == "Vem::String")
         raise = "Vem::throwMutatorReinstantiating(existing, " + id + ", " + have + ", " + want + ")";
-      else if (tn == "U8" || tn == "U16" || tn == "U32" || tn == "S32" || tn == "bool" ||
-               (m->type && m->type->kind == TypeDecl::Kind::enumeration))
+      else if (tn == "U8" || tn == "U16" || tn == "U32" || tn == "S32" || tn == "bool")
         raise = "Vem::throwMutatorReinstantiating(existing, " + id + ", static_cast<uint32_t>(" + have +
                 "), static_cast<uint32_t>(" + want + "))";
       else if (m->type)
@@ -547,11 +607,19 @@ class Writer {
     const std::string n = t.name;
     // A derived type inherits its base's publisher, key and name, and adds its own attributes.
     const bool root = t.base == nullptr;
-    const bool named = keyedByName(t) && root;
+    const bool named = this->named(t) && root;
     h << "\nclass " << n << " : public " << (root ? std::string("Vem::Entity") : t.base->qualifiedName()) << " {\n public:\n";
-    for (const Member& mem : t.members)
-      if (mem.isCollection() && mem.kind != Member::Kind::ordered)
+    for (const Member& mem : t.members) {
+      if (mem.kind == Member::Kind::ordered) {
+        // Reference-counted: a holder keeps the entry readable after its removal.
+        h << "  using Vem" << capitalized(mem.name) << " = " << collectionType(mem) << "::Node;\n";
+      } else if (mem.isCollection()) {
         h << "  using HN_" << capitalized(mem.name) << " = " << nodeType(mem) << ";\n";
+        if (!mem.keyField.empty() && !mem.holdsEntities())
+          h << "  // Takes the key out of a value.\n  using " << capitalized(mem.name) << "KeyFunktor = Vem::FieldKey<"
+            << mem.typeName << ", " << quoted(mem.keyField) << ">;\n";
+      }
+    }
     h << "\n  " << (t.ctorParams.size() == 1 ? "explicit " : "") << n << "(" << entityCtorParams(t, true) << ");\n"
       << "  ~" << n << "() override;\n"
       << "  " << n << "(const " << n << "&) = delete;\n"
@@ -581,8 +649,8 @@ class Writer {
           h << "  " << val << " " << x << "() const noexcept { return " << v << "; }\n";
           break;
         case Member::Kind::attr:
-          h << "  " << val << " " << x << "() const noexcept { return " << v << "; }\n"
-            << "  void " << x << "Is(" << val << " value);\n";
+          h << "  " << val << " " << x << "() const noexcept { return " << v << "; }\n";
+          if (!mem.noSetter) h << "  void " << x << "Is(" << val << " value);\n";
           if (mem.counter) h << "  " << cppType(mem.typeName) << " " << x << "Inc(" << cppType(mem.typeName) << " step = 1);\n";
           break;
         case Member::Kind::collection:
@@ -594,8 +662,11 @@ class Writer {
             h << "  void " << x << "Is(" << key << " key, " << val << " value);\n";
           else
             h << "  // Files the value under its own " << mem.keyField << ".\n  void " << x << "Is(" << val << " value);\n";
-          h << "  " << cppType(mem.typeName) << " " << x << "Del(" << key << " key);\n"
-            << "  void " << x << "DelAll();\n";
+          h << "  " << cppType(mem.typeName) << " " << x << "Del(" << key << " key);\n";
+          if (mem.kind == Member::Kind::ordered)
+            h << "  // Removes the entry under the iterator (the default when it is gone already).\n"
+              << "  " << cppType(mem.typeName) << " " << x << "Del(const " << collectionType(mem) << "::Iterator& at);\n";
+          h << "  void " << x << "DelAll();\n";
           break;
         case Member::Kind::set:
           h << "  bool " << x << "Has(" << key << " key) const { return " << v << ".contains(key); }\n"
@@ -650,6 +721,10 @@ class Writer {
       << "  static void operator delete(void* p, std::size_t size) noexcept { memAllocationTracker_.deallocate(p, size); }\n"
       << "\n protected:  // a derived type's attribute lists name its base's storage\n";
     if (root) h << "  mutable Lumo::Publisher publisher_;\n";
+    for (const Member& mem : t.members)
+      if (mem.noSetter)
+        h << "  // Only " << mem.name << "Inc changes " << mem.name << " in code; the generic interface writes through this.\n"
+          << "  void " << mem.name << "Is(" << argType(mem.typeName, mem.type) << " value);\n";
     if (named) h << "  const Lumo::String name_;\n";
     for (const Member& mem : t.members) {
       if (mem.kind == Member::Kind::nameString || isOperation(mem)) continue;
@@ -681,7 +756,13 @@ class Writer {
       h << (firstAttr ? "" : ",") << "\n      Vem::Attribute<" << mem.attributeId << ", Vem::AttrKind::" << kind << ", &" << n
         << "::" << storage(mem);
       if (mem.kind != Member::Kind::key) h << ", &" << n << "::" << mem.name << "Is";
-      if (mem.isCollection() || mem.kind == Member::Kind::child) h << ", &" << n << "::" << mem.name << "Del";
+      else if (mem.unlogged) h << ", nullptr";
+      if (mem.kind == Member::Kind::ordered)  // the removal by key, not the one by iterator
+        h << ", static_cast<" << cppType(mem.typeName) << " (" << n << "::*)(" << argType(mem.keyTypeName, mem.keyType)
+          << ")>(&" << n << "::" << mem.name << "Del)";
+      else if (mem.isCollection() || mem.kind == Member::Kind::child) h << ", &" << n << "::" << mem.name << "Del";
+      else if (mem.unlogged) h << ", nullptr";
+      if (mem.unlogged) h << ", false";
       h << ">";
       firstAttr = false;
     }
@@ -748,8 +829,12 @@ class Writer {
             s << "void " << self << x << "Is(" << val << " value) {\n  Vem::collectionSetValue(*this, " << v << ", HN_"
               << capitalized(x) << "::keyOfValue(value), value, " << id << ");\n}\n";
           s << cppType(mem.typeName) << " " << self << x << "Del(" << key << " key) { return Vem::collectionDel(*this, " << v
-            << ", key, " << id << "); }\n"
-            << "void " << self << x << "DelAll() { Vem::collectionDelAll(*this, " << v << ", " << id << "); }\n";
+            << ", key, " << id << "); }\n";
+          if (mem.kind == Member::Kind::ordered)
+            s << cppType(mem.typeName) << " " << self << x << "Del(const " << collectionType(mem)
+              << "::Iterator& at) {\n  return at.valid() ? Vem::collectionDel(*this, " << v << ", at.key(), " << id << ") : "
+              << cppType(mem.typeName) << "{};\n}\n";
+          s << "void " << self << x << "DelAll() { Vem::collectionDelAll(*this, " << v << ", " << id << "); }\n";
           break;
         case Member::Kind::set:
           s << "void " << self << x << "Is(" << key << " key) { Vem::setInsert(*this, " << v << ", key, " << id << "); }\n"
@@ -820,13 +905,13 @@ class Writer {
   }
 
   void enumDefinitions(std::ostringstream& s, const TypeDecl& t) {
-    openNamespace(s, t.nameSpace);
+    openNamespace(s, t.cppNamespace);
     const std::string u = t.holdingType == "U8" ? "uint8_t" : "uint32_t";
     const std::string vt = "Vem::VemType(&" + descriptorSymbol(m_) + ", " + std::to_string(t.index) + ")";
-    const std::string n = t.name;
-    s << "\n" << n << " " << n << "Instance(uint32_t code) {\n"
+    const std::string n = t.classPath;  // the enumeration as named in its namespace
+    s << "\n" << n << " " << t.name << "Instance(uint32_t code) {\n"
       << "  return static_cast<" << n << ">(Vem::EnumType<" << u << ">::instance(" << vt << ", code));\n}\n"
-      << n << " " << n << "Instance(std::string_view name) {\n"
+      << n << " " << t.name << "Instance(std::string_view name) {\n"
       << "  return static_cast<" << n << ">(Vem::EnumType<" << u << ">::instance(" << vt << ", name));\n}\n"
       << "Lumo::String stringValue(" << n << " value) {\n"
       << "  return Vem::EnumType<" << u << ">::stringValue(" << vt << ", static_cast<" << u << ">(value));\n}\n"
@@ -855,10 +940,10 @@ class Writer {
   }
 
   void valueDefinitions(std::ostringstream& s, const TypeDecl& t) {
-    openNamespace(s, t.nameSpace);
-    const std::string n = t.name;
+    openNamespace(s, t.cppNamespace);
+    const std::string n = t.name, cls = t.classPath;
     if (!t.ctorParams.empty() && !hasInputs(t)) {
-      s << "\n" << n << "::" << n << "(" << ctorSignature(t, false) << ")";
+      s << "\n" << cls << "::" << n << "(" << ctorSignature(t, false) << ")";
       bool first = true;
       for (const CtorParam& p : t.ctorParams) {
         s << (first ? "\n    : " : ", ") << p.field << "_(" << p.name << ")";
@@ -871,27 +956,27 @@ class Writer {
     if (t.handwrittenText) {
       // The parser is written by hand beside the module.
     } else if (holdsCollection)
-      s << "\n" << n << "::" << n << "(Vem::CharRange&) { Vem::throwNoStringConstructor(" << quoted(n) << "); }\n";
+      s << "\n" << cls << "::" << n << "(Vem::CharRange&) { Vem::throwNoStringConstructor(" << quoted(n) << "); }\n";
     else
-      s << "\n" << n << "::" << n << "(Vem::CharRange& text) {\n  Vem::parseFields(text, *this);\n" << checksCode(t, false)
+      s << "\n" << cls << "::" << n << "(Vem::CharRange& text) {\n  Vem::parseFields(text, *this);\n" << checksCode(t, false)
         << "}\n";
     s << ""
-      << "\n" << n << "::" << n << "(Vem::NboAttrLog::In* in, Vem::StreamBogon) {\n  Vem::valueFromLog(*in, *this);\n"
+      << "\n" << cls << "::" << n << "(Vem::NboAttrLog::In* in, Vem::StreamBogon) {\n  Vem::valueFromLog(*in, *this);\n"
       << checksCode(t, false) << "}\n";
     for (const Member& mem : t.members) {
       if (mem.kind != Member::Kind::valueCollection || mem.keysOnly) continue;
       const std::string key = argType(mem.keyTypeName, mem.keyType), val = argType(mem.typeName, mem.type);
       const std::string v = storage(mem), x = mem.name, V = cppType(mem.typeName);
-      s << "\n" << V << " " << n << "::" << x << "(" << key << " key) const {\n"
+      s << "\n" << V << " " << cls << "::" << x << "(" << key << " key) const {\n"
         << "  const auto* value = " << v << ".find(key);\n  return value ? *value : " << V << "{};\n}\n"
-        << "void " << n << "::" << x << "Is(" << key << " key, " << val << " value) { " << v << ".set(key, value); }\n"
-        << V << " " << n << "::" << x << "Del(" << key << " key) {\n  " << V << " removed{};\n  " << v
+        << "void " << cls << "::" << x << "Is(" << key << " key, " << val << " value) { " << v << ".set(key, value); }\n"
+        << V << " " << cls << "::" << x << "Del(" << key << " key) {\n  " << V << " removed{};\n  " << v
         << ".erase(key, &removed);\n  return removed;\n}\n"
-        << "void " << n << "::" << x << "DelAll() { " << v << ".clear(); }\n";
+        << "void " << cls << "::" << x << "DelAll() { " << v << ".clear(); }\n";
     }
     for (const Member& mem : t.members) {
       if (mem.mix.empty()) continue;
-      s << "\nuint32_t " << n << "::" << mem.name << "() const {\n  Brek::HashMix h(0);\n";
+      s << "\nuint32_t " << cls << "::" << mem.name << "() const {\n  Brek::HashMix h(0);\n";
       for (const MixItem& item : mem.mix) {
         const Member& f = member(t, item.field);
         const std::string v = f.name + "_";
@@ -914,15 +999,15 @@ class Writer {
       s << "  return h.result();\n}\n";
     }
     if (t.handwrittenText)
-      s << "\nstd::ostream& operator<<(std::ostream& os, const " << n << "& value) { return os << value.stringValue(); }\n";
+      s << "\nstd::ostream& operator<<(std::ostream& os, const " << cls << "& value) { return os << value.stringValue(); }\n";
     else
-      s << (declaresStringValue(t) ? "\n" : "\nLumo::String " + n + "::stringValue() const { return Vem::valueToString(*this); }\n")
-        << "std::ostream& operator<<(std::ostream& os, const " << n << "& value) {\n"
+      s << (declaresStringValue(t) ? "\n" : "\nLumo::String " + cls + "::stringValue() const { return Vem::valueToString(*this); }\n")
+        << "std::ostream& operator<<(std::ostream& os, const " << cls << "& value) {\n"
         << "  Vem::valueToStrep(os, value);\n  return os;\n}\n";
     s << ""
-      << "Vem::NboAttrLog::Out& operator<<(Vem::NboAttrLog::Out& out, const " << n << "& value) {\n"
+      << "Vem::NboAttrLog::Out& operator<<(Vem::NboAttrLog::Out& out, const " << cls << "& value) {\n"
       << "  Vem::valueToLog(out, value);\n  return out;\n}\n"
-      << "std::size_t attrLogSize(const " << n << "* value) { return Vem::valueLogSize(*value); }\n";
+      << "std::size_t attrLogSize(const " << cls << "* value) { return Vem::valueLogSize(*value); }\n";
   }
 
   void tablesSource(std::ostringstream& s, const std::string& sym) {

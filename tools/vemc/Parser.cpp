@@ -14,6 +14,7 @@ class Parser {
   ModuleDecl module() {
     ModuleDecl m;
     m.file = file_;
+    module_ = &m;
     expectWord("module");
     m.name = identifier("a module name");
     if (m.name.find("::") != std::string::npos) fail("a module name is a plain identifier");
@@ -64,19 +65,26 @@ class Parser {
     }
   }
 
-  TypeDecl newType(TypeDecl::Kind kind, const std::string& ns) {
+  TypeDecl newType(TypeDecl::Kind kind, const std::string& ns, const TypeDecl* enclosing = nullptr) {
     TypeDecl d;
     d.kind = kind;
     d.line = peek().line;
     d.nameSpace = ns;
+    if (enclosing != nullptr) {
+      d.cppNamespace = enclosing->cppNamespace;
+      d.classPath = enclosing->classPath + "::";
+    } else {
+      d.cppNamespace = ns;
+    }
     d.name = identifier("a type name");
     if (d.name.find("::") != std::string::npos) fail("declare nested types inside a namespace block");
     if (ns.empty()) fail("type " + d.name + " must be declared inside a namespace");
+    d.classPath += d.name;
     return d;
   }
 
-  TypeDecl enumeration(const std::string& ns) {
-    TypeDecl d = newType(TypeDecl::Kind::enumeration, ns);
+  TypeDecl enumeration(const std::string& ns, const TypeDecl* enclosing = nullptr) {
+    TypeDecl d = newType(TypeDecl::Kind::enumeration, ns, enclosing);
     if (acceptPunct(":")) {
       d.holdingType = identifier("U8 or U32");
       if (d.holdingType != "U8" && d.holdingType != "U32") fail("an enumeration is held in U8 or U32");
@@ -110,8 +118,8 @@ class Parser {
     return d;
   }
 
-  TypeDecl valueType(const std::string& ns) {
-    TypeDecl d = newType(TypeDecl::Kind::value, ns);
+  TypeDecl valueType(const std::string& ns, const TypeDecl* enclosing = nullptr) {
+    TypeDecl d = newType(TypeDecl::Kind::value, ns, enclosing);
     if (acceptPunct(":")) d.baseName = identifier("a base type");
     expectPunct("{");
     while (!acceptPunct("}")) {
@@ -171,11 +179,12 @@ class Parser {
     }
     if (m.kind == Member::Kind::attr && acceptPunct("=")) m.defaultValue = literal();
     while (!acceptPunct(";")) {
-      std::string option = identifier("an option (ctor, counter, silent, unlogged, keyform) or ';'");
+      std::string option = identifier("an option (ctor, counter, silent, unlogged, nosetter, keyform) or ';'");
       if (option == "counter" && m.kind == Member::Kind::attr) m.counter = true;
       else if (option == "ctor" && m.kind == Member::Kind::attr) m.ctorParam2 = true;
       else if (option == "silent") m.silent = true;
       else if (option == "unlogged") m.unlogged = true;
+      else if (option == "nosetter" && m.kind == Member::Kind::attr) m.noSetter = true;
       else if (option == "keyform" && m.isCollection()) m.keyForm = identifier("a key form");
       else fail("option '" + option + "' does not apply to " + word + " " + m.name);
     }
@@ -201,6 +210,19 @@ class Parser {
         expectPunct(")");
       }
       expectPunct(";");
+      return;
+    }
+    if ((word == "value" || word == "enum") && d.kind == TypeDecl::Kind::value) {
+      // A type nested in this one (Orv::ParityEvent::Key): numbered before its enclosing type, which
+      // is added once its body is read.
+      const std::string inner = d.qualifiedName();
+      module_->types.push_back(word == "value" ? valueType(inner, &d) : enumeration(inner, &d));
+      return;
+    }
+    if (word == "order") {
+      expectWord("none");
+      expectPunct(";");
+      d.unordered = true;
       return;
     }
     if (word == "text") {
@@ -378,6 +400,7 @@ class Parser {
   std::string file_;
   std::vector<Token> tokens_;
   std::size_t pos_ = 0;
+  ModuleDecl* module_ = nullptr;
 };
 
 }  // namespace

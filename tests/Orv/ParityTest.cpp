@@ -1,0 +1,337 @@
+// Parity events: the status table keyed by each value's own key, the ordered raw-event queue with its
+// reference-counted entries, and the queue's nextIndex, which is each copy's own.
+#include <Orv/OrvParity.h>
+
+#include "MirrorTestSupport.h"
+
+#include <Lumo/Descriptors.h>
+#include <Lumo/Publisher.h>
+#include <Vem/GenericIfOps.h>
+#include <Vem/IteratorInvalidated.h>
+#include <Vem/NboAttrLog.h>
+#include <Vem/Registry.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <compare>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Orv;
+using Lumo::String;
+using Impact = ParityEventImpact::ParityEventImpact;
+using Source = SourceType::SourceType;
+using EventType = OrvParityEvent::OrvParityEventType;
+
+// Records announcements as "id" plus " key" and " old" when the announcement carries them.
+class Recorder : public Lumo::Subscriber {
+ public:
+  explicit Recorder(Vem::Entity& e) : entity_(e) { entity_.publisher().subscriberAdd(this); }
+  ~Recorder() override { entity_.publisher().subscriberDel(this); }
+  void onChange(Lumo::AttributeId id, const void* key, const void* old) override {
+    lines.push_back(std::to_string(id) + (key ? " key" : "") + (old ? " old" : ""));
+    if (key && id == 258 && entity_.typeData() == OrvParityEventQueue::vemType())
+      keys.push_back(*static_cast<const uint32_t*>(key));
+  }
+  std::vector<std::string> take() { return std::exchange(lines, {}); }
+  std::vector<std::string> lines;
+  std::vector<uint32_t> keys;
+
+ private:
+  Vem::Entity& entity_;
+};
+using Lines = std::vector<std::string>;
+
+ParityEvent::Key keyOf(uint16_t fap, uint32_t offset, Impact impact = Impact::critical, bool show = false) {
+  ParityEvent::Key k;
+  k.fapIdIs(fap);
+  k.sourceTypeIs(Source::reg);
+  k.sourceIdIs(12);
+  k.sourceOffsetIs(offset);
+  k.eventImpactIs(impact);
+  k.shouldShowIs(show);
+  return k;
+}
+
+ParityEvent eventOf(const ParityEvent::Key& k, uint32_t count, double when) {
+  ParityEvent e(k);
+  e.sourceNameIs(String("IHB_FIFO"));
+  e.countIs(count);
+  e.lastReportedTimeIs(when);
+  return e;
+}
+
+OrvParityEvent rawEvent(uint32_t fap, int32_t sourceId) {
+  OrvParityEvent e;
+  e.eventTypeIs(EventType::uncorrectableNonFatal);
+  e.sourceTypeIs(Source::table);
+  e.sourceIdIs(sourceId);
+  e.fapIdIs(fap);
+  e.sourceOffsetIs(9);
+  e.sourceGlobalAddrIs(0x1234567890ull);
+  return e;
+}
+
+TEST(ParityRegistration, NestedTypesKeepTheirQualifiedNames) {
+  const Vem::RegisteredModule* m = Vem::Registry::moduleByName("OrvParity");
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(m->descriptor, &_OrvParity_f580c5fb_vemModule);
+  EXPECT_EQ(m->descriptor->typeCount, 8u);
+  EXPECT_EQ(ParityEvent::Key::vemType().name(), "Orv::ParityEvent::Key");
+  EXPECT_EQ(Vem::VemType(m->descriptor, 4).name(), "Orv::OrvParityEvent::OrvParityEventType");
+  EXPECT_EQ(Vem::VemType(m->descriptor, 0).name(), "Orv::SourceType::SourceType");
+  int values = 0, enums = 0, entities = 0;
+  for (uint16_t i = 0; i < 8; ++i) {
+    uint8_t kind = Vem::VemType(m->descriptor, i).kind();
+    values += kind == 0x21, enums += kind == 0x25, entities += kind == 0x60;
+  }
+  EXPECT_EQ(values, 3);
+  EXPECT_EQ(enums, 3);
+  EXPECT_EQ(entities, 2);
+
+  // The status table's values carry their key in the field "key"; nextIndex stays a settable attribute.
+  const Vem::VemType status = ParityEventStatus::vemType();
+  const Vem::MemberRecord* coll = status.memberById(258);
+  ASSERT_NE(coll, nullptr);
+  EXPECT_EQ(coll->flagsA, 0xdc01);
+  EXPECT_EQ(std::string(m->descriptor->memberNames + uint32_t{coll->extra}), "key");
+  EXPECT_EQ(status.refName(coll->keyType), "Orv::ParityEvent::Key");
+  const Vem::VemType queue = OrvParityEventQueue::vemType();
+  EXPECT_EQ(queue.memberById(259)->flagsA, 0xdc00);
+  EXPECT_EQ(queue.refName(queue.memberById(258)->keyType), "U32");
+  EXPECT_EQ(queue.impl().constructFromCtorArgs, nullptr);  // no factory
+  EXPECT_NE(status.impl().constructFromCtorArgs, nullptr);
+}
+
+TEST(ParityValues, DefaultsCodesAndLogWidths) {
+  // Code 0 of the impact is unknown, while unknown is the last code of the other two.
+  EXPECT_EQ(static_cast<int>(ParityEvent::Key().eventImpact()), 0);
+  EXPECT_EQ(ParityEvent::Key().eventImpact(), Impact::unknown);
+  EXPECT_EQ(static_cast<int>(Source::unknown), 3);
+  EXPECT_EQ(static_cast<int>(EventType::unknown), 4);
+  EXPECT_EQ(OrvParityEvent().eventType(), EventType::correctable);
+  EXPECT_EQ(stringValue(EventType::uncorrectableNonFatal).stdString(), "uncorrectableNonFatal");
+  EXPECT_EQ(OrvParityEventTypeInstance(std::string_view("corrected")), EventType::corrected);
+
+  // Enumerators travel as 32 bits, fapId as 16 in the key and 32 in the raw event.
+  ParityEvent::Key k;
+  EXPECT_EQ(attrLogSize(&k), 2u + 4 + 4 + 4 + 4 + 1);
+  OrvParityEvent raw;
+  EXPECT_EQ(attrLogSize(&raw), 4u + 4 + 4 + 4 + 4 + 8);
+}
+
+TEST(ParityValues, KeyOrderIsLexicographicAndUnsigned) {
+  EXPECT_LT(keyOf(1, 900), keyOf(2, 0));  // fapId first
+  EXPECT_LT(keyOf(1, 5), keyOf(1, 0x80000000u));
+  EXPECT_LT(keyOf(1, 5, Impact::temporary), keyOf(1, 5, Impact::critical));
+  EXPECT_LT(keyOf(1, 5, Impact::critical, false), keyOf(1, 5, Impact::critical, true));
+  EXPECT_NE(keyOf(1, 5).hash(1), keyOf(1, 5).hash(2));
+  EXPECT_EQ(keyOf(1, 5).hash(7), keyOf(1, 5).hash(7));
+}
+
+// The status entry and the raw event are compared and hashed, never ordered; the key is ordered.
+static_assert(!std::three_way_comparable<ParityEvent>);
+static_assert(!std::three_way_comparable<OrvParityEvent>);
+static_assert(std::three_way_comparable<ParityEvent::Key>);
+
+TEST(ParityValues, NanTimeIsUnequalToItsCopy) {
+  ParityEvent e = eventOf(keyOf(1, 2), 3, std::numeric_limits<double>::quiet_NaN());
+  ParityEvent copy = e;
+  EXPECT_FALSE(copy == e);
+  EXPECT_TRUE(eventOf(keyOf(1, 2), 3, 4.5) == eventOf(keyOf(1, 2), 3, 4.5));
+  EXPECT_FALSE(static_cast<bool>(ParityEvent()));
+  EXPECT_TRUE(static_cast<bool>(ParityEvent(keyOf(0, 0, Impact::unknown, true))));
+}
+
+TEST(ParityEventStatus, EntriesAreFiledUnderTheirOwnKey) {
+  auto status = parityEventStatusFactory(String("parity"));
+  Recorder r(*status);
+  const ParityEvent first = eventOf(keyOf(1, 7), 1, 10.0);
+  status->parityEventIs(first);
+  status->parityEventIs(first);                                // equal: nothing
+  status->parityEventIs(eventOf(keyOf(1, 7), 2, 10.0));        // count only
+  status->parityEventIs(eventOf(keyOf(1, 7), 2, 11.0));        // time only
+  EXPECT_EQ(r.take(), (Lines{"258 key", "258 key old", "258 key old"}));
+  EXPECT_EQ(status->parityEvent(keyOf(1, 7)).count(), 2u);
+
+  // Impact and show flag are part of the key: each report is an entry of its own.
+  status->parityEventIs(eventOf(keyOf(1, 7, Impact::temporary), 1, 1.0));
+  status->parityEventIs(eventOf(keyOf(1, 7, Impact::critical, true), 1, 1.0));
+  EXPECT_EQ(status->parityEvent().size(), 3u);
+  r.take();
+
+  // Absent: the default event, and nobody is told.
+  ParityEvent none = status->parityEventDel(keyOf(9, 9));
+  EXPECT_EQ(none, ParityEvent());
+  EXPECT_TRUE(r.take().empty());
+  ParityEvent removed = status->parityEventDel(keyOf(1, 7, Impact::temporary));
+  EXPECT_EQ(removed.key(), keyOf(1, 7, Impact::temporary));
+  EXPECT_EQ(r.take(), (Lines{"258 key old"}));
+
+  status->parityEventDelAll();  // with a subscriber: one announcement per entry
+  EXPECT_EQ(r.take(), (Lines{"258 key old", "258 key old"}));
+  EXPECT_EQ(status->parityEvent().size(), 0u);
+}
+
+TEST(ParityEventStatus, NanTimeReplacesAndAnnouncesEveryTime) {
+  auto status = parityEventStatusFactory(String("parity"));
+  const ParityEvent nan = eventOf(keyOf(3, 3), 1, std::numeric_limits<double>::quiet_NaN());
+  status->parityEventIs(nan);
+  Recorder r(*status);
+  status->parityEventIs(status->parityEvent(keyOf(3, 3)));
+  status->parityEventIs(nan);
+  EXPECT_EQ(r.take(), (Lines{"258 key old", "258 key old"}));
+  EXPECT_TRUE(std::isnan(status->parityEvent(keyOf(3, 3)).lastReportedTime()));
+}
+
+TEST(ParityEventQueue, IteratesInUnsignedIndexOrder) {
+  OrvParityEventQueue q(String("queue"));
+  q.eventIs(7, rawEvent(1, 1));
+  q.eventIs(2, rawEvent(2, -2));
+  q.eventIs(0x80000005u, rawEvent(3, 3));
+  std::vector<uint32_t> order;
+  for (auto it = q.event().begin(); it.valid(); it.next()) order.push_back(it.key());
+  EXPECT_EQ(order, (std::vector<uint32_t>{2, 7, 0x80000005u}));
+  EXPECT_EQ(q.event(2).sourceId(), -2);
+  EXPECT_EQ(q.nextIndex(), 0u);  // eventIs never touches it
+}
+
+TEST(ParityEventQueue, AbsentIndicesYieldTheDefaultAndChangeNothing) {
+  OrvParityEventQueue q(String("queue"));
+  q.eventIs(4, rawEvent(1, 1));
+  Recorder r(q);
+  const uint32_t version = q.event().version();
+  for (OrvParityEvent e : {q.event(5), q.eventDel(5)}) {
+    EXPECT_EQ(e.eventType(), EventType::correctable);
+    EXPECT_EQ(e.sourceType(), Source::table);
+    EXPECT_EQ(e.sourceId(), 0);
+    EXPECT_EQ(e.fapId(), 0u);
+    EXPECT_EQ(e.sourceOffset(), 0u);
+    EXPECT_EQ(e.sourceGlobalAddr(), 0u);
+  }
+  EXPECT_TRUE(r.take().empty());
+  EXPECT_EQ(q.event().version(), version);
+  EXPECT_EQ(q.event().size(), 1u);
+}
+
+TEST(ParityEventQueue, DeleteByIndexAndByIterator) {
+  OrvParityEventQueue q(String("queue"));
+  for (uint32_t i : {10u, 20u, 30u}) q.eventIs(i, rawEvent(i, 0));
+  Recorder r(q);
+  q.eventIs(20, rawEvent(20, 0));  // equal: nothing
+  q.eventIs(20, rawEvent(21, 0));
+  EXPECT_EQ(r.take(), (Lines{"258 key old"}));
+
+  EXPECT_EQ(q.eventDel(10).fapId(), 10u);
+  auto it = q.event().begin();
+  ASSERT_TRUE(it.valid());
+  EXPECT_EQ(it.key(), 20u);
+  EXPECT_EQ(q.eventDel(it).fapId(), 21u);
+  EXPECT_EQ(r.take(), (Lines{"258 key old", "258 key old"}));
+  EXPECT_EQ(r.keys, (std::vector<uint32_t>{20, 10, 20}));
+
+  // The iterator's entry is gone: its value is refused, a second removal through it finds nothing, and
+  // the walk continues after its key.
+  EXPECT_THROW(it.value(), Vem::IteratorInvalidated);
+  EXPECT_EQ(q.eventDel(it), OrvParityEvent());
+  it.next();
+  ASSERT_TRUE(it.valid());
+  EXPECT_EQ(it.key(), 30u);
+  EXPECT_EQ(q.event().size(), 1u);
+}
+
+TEST(ParityEventQueue, AHeldNodeOutlivesItsRemoval) {
+  OrvParityEventQueue q(String("queue"));
+  q.eventIs(5, rawEvent(7, 7));
+  Lumo::Ptr<OrvParityEventQueue::VemEvent> node = q.event().node(5);
+  ASSERT_TRUE(node);
+  EXPECT_EQ(node->useCount(), 2u);  // the tree's and ours
+  q.eventDelAll();
+  EXPECT_FALSE(node->linked());
+  EXPECT_EQ(node->useCount(), 1u);
+  EXPECT_EQ(node->key(), 5u);
+  EXPECT_EQ(node->value().fapId(), 7u);
+}
+
+TEST(ParityEventQueue, DeleteAllWalksInIndexOrderOnlyWhenObserved) {
+  OrvParityEventQueue q(String("queue"));
+  for (uint32_t i : {0x90000000u, 3u, 1u}) q.eventIs(i, rawEvent(i, 0));
+  {
+    Recorder r(q);
+    q.eventDelAll();
+    EXPECT_EQ(r.keys, (std::vector<uint32_t>{1, 3, 0x90000000u}));
+  }
+  q.eventIs(1, rawEvent(1, 0));
+  q.eventDelAll();  // nobody listens: emptied at once
+  EXPECT_EQ(q.event().size(), 0u);
+}
+
+TEST(ParityEventQueue, NextIndexWrapsSilently) {
+  OrvParityEventQueue q(String("queue"));
+  Recorder r(q);
+  EXPECT_EQ(q.nextIndexInc(0xfffffffeu), 0xfffffffeu);
+  EXPECT_EQ(q.nextIndexInc(1), 0xffffffffu);
+  EXPECT_EQ(q.nextIndexInc(1), 0u);
+  EXPECT_EQ(q.nextIndexInc(5), 5u);
+  EXPECT_TRUE(r.take().empty());
+  EXPECT_EQ(q.event().size(), 0u);
+
+  // The generic interface reads and writes it, still without telling anyone.
+  const Vem::VemType t = OrvParityEventQueue::vemType();
+  const Vem::MemberRecord* m = t.memberByName("nextIndex");
+  ASSERT_NE(m, nullptr);
+  auto field = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(m - t.module()->members));
+  uint32_t read = 0, write = 41;
+  EXPECT_EQ(t.impl().attributeOp(&read, &q, &field, Vem::OpCode::get, nullptr, nullptr), 0);
+  EXPECT_EQ(read, 5u);
+  EXPECT_EQ(t.impl().attributeOp(nullptr, &q, &field, Vem::OpCode::set, &write, nullptr), 0);
+  EXPECT_EQ(q.nextIndex(), 41u);
+  EXPECT_TRUE(r.take().empty());
+}
+
+TEST(ParityMirror, QueueArrivesWithItsEventsButNotItsNextIndex) {
+  auto q = Lumo::newNode<OrvParityEventQueue>(String("queue"));
+  q->nextIndexInc(17);
+  q->eventIs(0x80000001u, rawEvent(1, -1));
+  q->eventIs(3, rawEvent(2, 2));
+  MirrorTest::Pair p;
+  p.sender.attach(q);
+  p.drain();
+  q->nextIndexInc(1);  // changes of it are never sent
+  q->eventIs(4, rawEvent(4, 4));
+  q->eventDel(3);
+  p.drain();
+  ASSERT_TRUE(p.mirror);
+  auto& m = p.mirrorAs<OrvParityEventQueue>();
+  EXPECT_EQ(m.nextIndex(), 0u);
+  std::vector<uint32_t> order;
+  for (auto it = m.event().begin(); it.valid(); it.next()) {
+    order.push_back(it.key());
+    EXPECT_EQ(it.value(), q->event(it.key()));
+  }
+  EXPECT_EQ(order, (std::vector<uint32_t>{4, 0x80000001u}));
+}
+
+TEST(ParityMirror, StatusTableArrivesWholeAndFollowsRemovals) {
+  auto status = parityEventStatusFactory(String("parity"));
+  status->parityEventIs(eventOf(keyOf(1, 1), 3, 2.5));
+  status->parityEventIs(eventOf(keyOf(1, 1, Impact::none), 4, 3.5));
+  MirrorTest::Pair p;
+  p.sender.attach(status);
+  p.drain();
+  status->parityEventDel(keyOf(1, 1));
+  status->parityEventIs(eventOf(keyOf(2, 2), 5, 4.5));
+  p.drain();
+  ASSERT_TRUE(p.mirror);
+  auto& m = p.mirrorAs<ParityEventStatus>();
+  EXPECT_EQ(m.parityEvent().size(), 2u);
+  EXPECT_EQ(m.parityEvent(keyOf(1, 1, Impact::none)), status->parityEvent(keyOf(1, 1, Impact::none)));
+  EXPECT_EQ(m.parityEvent(keyOf(2, 2)).sourceName().stdString(), "IHB_FIFO");
+  EXPECT_FALSE(m.parityEvent().contains(keyOf(1, 1)));
+}
+
+}  // namespace
