@@ -173,8 +173,9 @@ void Server::accept() {
   if (fd < 0) return;
   auto c = std::make_unique<Client>(nextClient_++, fd, room_);
   for (const auto& r : roots_) c->sender.attach(r.entity());
-  out_ << "serve: client " << c->number << " attached; sending it " << roots_.size() << " entit"
-       << (roots_.size() == 1 ? "y" : "ies") << " whole\n";
+  out_ << "serve: client " << c->number << " attached";
+  if (!roots_.empty()) out_ << "; the whole state of " << roots_.size() << (roots_.size() == 1 ? " entity" : " entities") << " goes first";
+  out_ << '\n';
   clients_.push_back(std::move(c));
 }
 

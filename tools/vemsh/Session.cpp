@@ -23,6 +23,9 @@ constexpr std::array<std::string_view, 5> registryCommands{"modules", "types", "
 constexpr std::array<std::string_view, 11> sessionCommands{"new", "cd", "ls", "get", "set", "del",
                                                            "watch", "log", "pwd", "help", "quit"};
 
+// A failure whose message is already out.
+struct AlreadyReported {};
+
 bool isInstantiating(const Vem::MemberRecord& m) noexcept { return (m.flagsA & Vem::MemberFlagsA::instantiating) != 0; }
 bool isSet(const Vem::MemberRecord& m) noexcept { return (m.flagsB & Vem::MemberFlagsB::set) != 0; }
 bool isAttribute(const Vem::MemberRecord& m) noexcept {
@@ -97,6 +100,7 @@ Session::Outcome Session::run(std::string_view line) {
     err_ << "vemsh: " << e.what() << '\n';
   } catch (const Vem::RangeException& e) {
     err_ << "vemsh: " << e.what() << '\n';
+  } catch (const AlreadyReported&) {
   }
   err_.flush();
   return Outcome::failed;
@@ -107,7 +111,7 @@ void Session::dispatch(const std::vector<std::string>& w) {
   if (std::find(registryCommands.begin(), registryCommands.end(), c) != registryCommands.end()) {
     std::vector<std::string_view> words(w.begin(), w.end());
     // runCommand reports its own errors; only the outcome is needed here.
-    if (runCommand(words, out_, err_) != exitOk) throw UserError("(" + c + " failed)");
+    if (runCommand(words, out_, err_) != exitOk) throw AlreadyReported{};
     return;
   }
   if (c == "help") return help();
