@@ -164,7 +164,7 @@ TEST(VemshRecords, DecodesARealStreamAndSurvivesACorruptOne) {
   vemsh::RecordDecoder brief(true);
   std::ostringstream out;
   brief.feed(out, sender.output());
-  EXPECT_THAT(out.str(), HasSubstr("(Orv::PortList), attribute, attribute 258 ports: key \"Et1\", value true"));
+  EXPECT_THAT(out.str(), HasSubstr("(Orv::PortList), attribute record, attribute 258 ports: key \"Et1\", value true"));
   EXPECT_THAT(out.str(), HasSubstr("attribute 258 mode: child entity id"));
   EXPECT_THAT(out.str(), Not(HasSubstr("not decoded")));
   EXPECT_EQ(brief.partial(), 0u);

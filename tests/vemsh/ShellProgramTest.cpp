@@ -93,7 +93,7 @@ TEST(VemshScript, LogShowsTheRecordsOfEachChangeDecoded) {
                                    "set ports \"Ethernet1\" true\n"
                                    "del ports \"Ethernet1\"\n");
   EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_THAT(r.out, HasSubstr("(Orv::PortList), attribute, attribute 258 ports, 14 bytes of payload"));
+  EXPECT_THAT(r.out, HasSubstr("(Orv::PortList), attribute record, attribute 258 ports, 14 bytes of payload"));
   EXPECT_THAT(r.out, HasSubstr("0102                                      attribute id 258"));
   EXPECT_THAT(r.out, HasSubstr("0000000945746865726e657431                key \"Ethernet1\""));
   EXPECT_THAT(r.out, HasSubstr("01                                        value true"));
@@ -106,7 +106,7 @@ TEST(VemshScript, LogShowsTheRecordsOfEachChangeDecoded) {
 TEST(VemshScript, LogWholeStartsWithTheStateANewReceiverGets) {
   auto r = runVemsh({"shell"}, "new Orv::PortGroupDir groups\nlog whole\n");
   EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_THAT(r.out, HasSubstr("record: entity 1, new root, attribute 0"));
+  EXPECT_THAT(r.out, HasSubstr("record: entity 1, new root record, attribute 0"));
   EXPECT_THAT(r.out, HasSubstr("type Orv::PortGroupDir"));
   EXPECT_THAT(r.out, HasSubstr("begin of a whole-collection pass"));
   EXPECT_THAT(r.out, HasSubstr("end of the pass"));

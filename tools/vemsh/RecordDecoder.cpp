@@ -185,7 +185,7 @@ void RecordDecoder::writeRecord(std::ostream& out, std::string_view record, std:
   const std::string typeName = typeIt != types_.end() ? std::string(typeIt->second.name()) : "?";
   out << indent << "record: entity " << entity;
   if (kind != Frame::newRoot) out << " (" << typeName << ")";
-  out << ", " << kindName(kind) << ", attribute " << attribute;
+  out << ", " << kindName(kind) << " record, attribute " << attribute;
   if (typeIt != types_.end() && kind != Frame::newRoot) {
     const Vem::VemType& t = typeIt->second;
     if (const Vem::MemberRecord* m = t.memberById(attribute))
