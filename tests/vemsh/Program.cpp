@@ -30,7 +30,7 @@ pid_t spawn(const std::vector<std::string>& args, const std::string& input, int*
     std::vector<char*> argv;
     for (const std::string& a : command) argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
-    ::execv(argv[0], argv.data());
+    ::execvp(argv[0], argv.data());
     std::_Exit(127);
   }
   ::close(in[0]);

@@ -216,7 +216,7 @@ TEST(VemshTerminal, TabCompletesTypeNames) {
     std::vector<char*> argv;
     for (const std::string& a : command) argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
-    ::execv(argv[0], argv.data());
+    ::execvp(argv[0], argv.data());
     std::_Exit(127);
   }
   std::string seen;

@@ -44,6 +44,8 @@ void lineDone(char* line) {
   if (*line != '\0') add_history(line);
   g_lines->push_back(line);
   std::free(line);
+  // No prompt until the line has run and its output is out: ready() brings it back.
+  rl_callback_handler_remove();
 }
 #endif
 
@@ -66,7 +68,6 @@ LineReader::LineReader(std::string prompt, Completer completer, bool edit)
     rl_attempted_completion_function = complete;
     // Keys and values are text forms: quotes and brackets belong to the word being completed.
     rl_basic_word_break_characters = const_cast<char*>(" \t\n");
-    rl_callback_handler_install(prompt_.c_str(), lineDone);
   }
 #else
   (void)edit;
@@ -75,7 +76,7 @@ LineReader::LineReader(std::string prompt, Completer completer, bool edit)
 
 LineReader::~LineReader() {
 #ifdef VEMSH_READLINE
-  if (editing_ && !atEnd_) rl_callback_handler_remove();
+  if (editing_ && prompting_) rl_callback_handler_remove();
   if (editing_) g_completer = nullptr;
 #endif
 }
@@ -88,6 +89,7 @@ std::vector<std::string> LineReader::readAvailable() {
     g_atEnd = &atEnd_;
     rl_callback_read_char();
     g_lines = nullptr;
+    if (!lines.empty() || atEnd_) prompting_ = false;
     return lines;
   }
 #endif
@@ -101,6 +103,7 @@ std::vector<std::string> LineReader::readAvailable() {
     return lines;
   }
   pending_.append(buffer, static_cast<std::size_t>(n));
+  if (pending_.find('\n') != std::string::npos) prompting_ = false;
   std::size_t start = 0;
   for (std::size_t nl; (nl = pending_.find('\n', start)) != std::string::npos; start = nl + 1)
     lines.push_back(pending_.substr(start, nl - start));
@@ -108,13 +111,19 @@ std::vector<std::string> LineReader::readAvailable() {
   return lines;
 }
 
-void LineReader::redisplay() {
+void LineReader::ready() {
+  if (prompting_ || atEnd_) return;
+  prompting_ = true;
 #ifdef VEMSH_READLINE
-  if (editing_ && !atEnd_) {
-    rl_on_new_line();
-    rl_redisplay();
+  if (editing_) {
+    rl_callback_handler_install(prompt_.c_str(), lineDone);
+    return;
   }
 #endif
+  if (::isatty(0) && ::isatty(1)) {
+    const std::string shown = prompt_;
+    [[maybe_unused]] const ssize_t n = ::write(1, shown.data(), shown.size());
+  }
 }
 
 }  // namespace vemsh

@@ -27,8 +27,9 @@ class LineReader {
   // Takes what is readable now; returns the complete lines. Sets atEnd() at the end of input.
   std::vector<std::string> readAvailable();
   bool atEnd() const noexcept { return atEnd_; }
-  // Shows the prompt again after output written while the user was typing.
-  void redisplay();
+  // Ready for the next line: shows the prompt (when reading a terminal) unless it shows already.
+  // Between a line and this call the shell's output has the screen to itself.
+  void ready();
 
   // Whether this build has line editing.
   static bool editingBuilt() noexcept;
@@ -38,6 +39,7 @@ class LineReader {
   Completer completer_;
   bool editing_ = false;
   bool atEnd_ = false;
+  bool prompting_ = false;
   std::string pending_;
 };
 

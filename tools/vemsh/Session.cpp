@@ -101,6 +101,9 @@ Session::Outcome Session::run(std::string_view line) {
   } catch (const Vem::RangeException& e) {
     err_ << "vemsh: " << e.what() << '\n';
   } catch (const AlreadyReported&) {
+  } catch (const std::exception& e) {
+    // Not the user's doing, but one failed line must not end a session.
+    err_ << "vemsh: internal error: " << e.what() << '\n';
   }
   err_.flush();
   return Outcome::failed;

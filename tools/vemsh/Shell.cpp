@@ -32,16 +32,13 @@ int runShell(const ShellOptions& o, std::ostream& out, std::ostream& err) {
   }
   LineReader reader("vemsh> ", [&](std::string_view before, std::string_view word) { return session.complete(before, word); },
                     o.edit);
-  const bool plainPrompt = !reader.editing() && ::isatty(0) && ::isatty(1);
   std::deque<std::string> lines;
   bool failed = false;
-  bool prompted = false;
   auto blocked = [&] { return server && server->blocked(); };
   for (;;) {
     while (!lines.empty() && !blocked()) {
       const std::string line = std::move(lines.front());
       lines.pop_front();
-      prompted = false;
       if (o.echo) out << "vemsh> " << line << '\n';
       const Session::Outcome outcome = session.run(line);
       out.flush();
@@ -54,9 +51,9 @@ int runShell(const ShellOptions& o, std::ostream& out, std::ostream& err) {
       failed = failed || outcome == Session::Outcome::failed;
     }
     if (reader.atEnd() && lines.empty() && !blocked()) break;
-    if (plainPrompt && !prompted && lines.empty()) {
-      out << "vemsh> " << std::flush;
-      prompted = true;
+    if (lines.empty() && !blocked()) {
+      out.flush();
+      reader.ready();
     }
     std::vector<pollfd> fds;
     if (!reader.atEnd()) fds.push_back({reader.fd(), POLLIN, 0});
@@ -66,7 +63,7 @@ int runShell(const ShellOptions& o, std::ostream& out, std::ostream& err) {
       for (std::string& l : reader.readAvailable()) lines.push_back(std::move(l));
     if (server) server->handle(fds);
   }
-  if (plainPrompt) out << '\n';
+  if (::isatty(0) && ::isatty(1)) out << '\n';  // the end of input leaves the cursor after a prompt
   if (server) server->finish();
   return failed ? 1 : 0;
 }
