@@ -1,6 +1,7 @@
 #include "Commands.h"
 
 #include "Describe.h"
+#include "RecordDecoder.h"
 #include "TextTable.h"
 
 #include <Lumo/String.h>
@@ -9,10 +10,12 @@
 #include <Vem/Registry.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <new>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vemsh {
 
@@ -109,6 +112,42 @@ void showValue(std::ostream& out, std::string_view typeName, std::string_view te
   char hash[16];
   std::snprintf(hash, sizeof hash, "0x%08x", static_cast<unsigned>(methods->hash(value.get(), type)));
   out << "text: " << back.view() << '\n' << "hash: " << hash << '\n';
+  const Vem::TypeHandle handle(type);
+  if (logFormOf(handle) == nullptr)
+    out << "log form: none registered\n";
+  else
+    describeValueBytes(out, handle, value.get(), "");
+}
+
+void showEnum(std::ostream& out, std::string_view typeName, std::string_view codeOrName) {
+  const Vem::VemType type = findType(typeName);
+  if (!type.isEnumeration()) throw UserError(std::string(typeName) + " is not an enumeration");
+  struct Enumerator {
+    uint32_t code;
+    std::string_view name;
+  };
+  std::vector<Enumerator> enumerators;
+  for (const Vem::MemberRecord& m : type.members())
+    if (m.flagsA & Vem::MemberFlagsA::enumerator) enumerators.push_back({m.extra, type.memberName(m)});
+  if (codeOrName.empty()) {
+    out << type.name() << ", held in " << type.refName(type.record().baseType) << ", " << enumerators.size()
+        << " enumerators\n";
+    TextTable table({"CODE", "NAME"});
+    for (const Enumerator& e : enumerators) table.addRow({std::to_string(e.code), std::string(e.name)});
+    table.write(out, "  ");
+    return;
+  }
+  uint32_t code = 0;
+  auto [end, ec] = std::from_chars(codeOrName.data(), codeOrName.data() + codeOrName.size(), code);
+  const bool numeric = ec == std::errc() && end == codeOrName.data() + codeOrName.size();
+  for (const Enumerator& e : enumerators) {
+    if (numeric ? e.code == code : e.name == codeOrName) {
+      out << e.code << ' ' << e.name << '\n';
+      return;
+    }
+  }
+  if (numeric) throw UserError(std::string(typeName) + " has no enumerator with code " + std::string(codeOrName));
+  throw UserError(std::string(typeName) + " has no enumerator named " + std::string(codeOrName));
 }
 
 }  // namespace vemsh

@@ -21,7 +21,10 @@ void listModules(std::ostream& out);
 void listTypes(std::ostream& out, std::string_view moduleName);
 // The decoded records of the type with this qualified name.
 void describeType(std::ostream& out, std::string_view typeName);
-// Parses `text` as a value of the named type and prints its text form and generic hash.
+// Parses `text` as a value of the named type and prints its text form, its generic hash, and the bytes
+// it travels as in the attribute log, field by field.
 void showValue(std::ostream& out, std::string_view typeName, std::string_view text);
+// An enumeration's enumerators (code and name), or the one that `codeOrName` names.
+void showEnum(std::ostream& out, std::string_view typeName, std::string_view codeOrName);
 
 }  // namespace vemsh
