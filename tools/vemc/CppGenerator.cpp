@@ -95,9 +95,6 @@ class Writer {
   Writer(const ModuleDecl& m, const Compilation& c) : m_(m), c_(c), tb_(c.tables()) {}
 
   GeneratedFiles run() {
-    for (const TypeDecl& t : m_.types)
-      if (t.base && t.kind == TypeDecl::Kind::value)
-        throw CompileError(m_.file, t.line, "value types that derive from another value type are not generated yet");
     GeneratedFiles out;
     out.header = header();
     out.source = source();
@@ -180,6 +177,7 @@ class Writer {
     std::function<void(const TypeDecl*)> visit = [&](const TypeDecl* t) {
       if (done.count(t) || t->module != &m_ || t->kind != TypeDecl::Kind::value) return;
       done.insert(t);
+      if (t->base) visit(t->base);
       for (const Member& mem : t->members)
         if (mem.stored() && mem.type) visit(mem.type);
       out.push_back(t);
@@ -206,10 +204,10 @@ class Writer {
   std::string ctorSignature(const TypeDecl& t, bool withDefaults) {
     std::string s;
     for (const CtorParam& p : t.ctorParams) {
-      const Member& mem = member(t, p.field);
+      const TypeDecl* type = typeOf(p.typeName);
       if (!s.empty()) s += ", ";
-      s += argType(mem.typeName, mem.type) + " " + p.name;
-      if (withDefaults && p.defaultValue) s += " = " + literalCpp(*p.defaultValue, mem.typeName, mem.type);
+      s += argType(p.typeName, type) + " " + p.name;
+      if (withDefaults && p.defaultValue) s += " = " + literalCpp(*p.defaultValue, p.typeName, type);
     }
     return s;
   }
@@ -220,9 +218,6 @@ class Writer {
     throw std::logic_error("no member " + name);
   }
 
-  static bool hasInputs(const TypeDecl& t) {
-    return std::any_of(t.members.begin(), t.members.end(), [](const Member& m) { return m.kind == Member::Kind::input; });
-  }
 
   std::string paramList(const Member& mem) {
     std::string s;
@@ -244,14 +239,14 @@ class Writer {
 
   void classDeclaration(std::ostringstream& h, const TypeDecl& t) {
     const std::string n = t.name;
-    h << "\nclass " << n << " {\n public:\n";
+    h << "\nclass " << n << (t.base ? " : public " + t.base->qualifiedName() : std::string()) << " {\n public:\n";
     for (const Member& mem : t.members)
       if (mem.kind == Member::Kind::valueCollection)
         h << "  using HN_" << capitalized(mem.name) << " = " << nodeType(mem) << ";\n";
     h << "  " << n << "() = default;\n";
     if (!t.ctorParams.empty())
       h << "  " << (t.ctorParams.size() == 1 ? "explicit " : "") << n << "(" << ctorSignature(t, true) << ");"
-        << (hasInputs(t) ? "  // written by hand beside the module" : "") << "\n";
+        << (t.handwrittenCtor ? "  // written by hand beside the module" : "") << "\n";
     h << (t.handwrittenText ? "  // Parses the type's own text form (written by hand beside the module); raises Vem::RangeException.\n"
                             : "  // Parses the generic text form; raises Vem::RangeException.\n")
       << "  explicit " << n << "(Vem::CharRange& text);\n"
@@ -270,6 +265,7 @@ class Writer {
         case Member::Kind::computed:
           h << "  " << cppType(mem.typeName) << " " << mem.name << "() const;"
             << (mem.mix.empty() ? "  // written by hand beside the module" : "") << "\n";
+          if (mem.settable) h << "  void " << mem.name << "Is(" << ret << " value);  // written by hand beside the module\n";
           break;
         case Member::Kind::method:
           h << "  " << cppType(mem.typeName) << " " << mem.name << "(" << paramList(mem) << ") const;"
@@ -313,18 +309,35 @@ class Writer {
           break;
       }
     }
-    h << "\n  bool operator==(const " << n << "& other) const noexcept { return Vem::valueEqual(*this, other); }\n"
-      << "  std::strong_ordering operator<=>(const " << n
-      << "& other) const noexcept { return Vem::valueCompare(*this, other); }\n"
-      << "  static bool isEq(const void* a, const void* b) noexcept {\n"
+    h << "\n  bool operator==(const " << n << "& other) const noexcept { return Vem::valueEqual(*this, other); }\n";
+    if (t.handwrittenOrder)
+      h << "  bool operator<(const " << n << "& other) const;  // written by hand beside the module\n"
+        << "  std::weak_ordering operator<=>(const " << n << "& other) const { return Vem::orderFromLess(*this, other); }\n";
+    else if (t.base)
+      h << "  // The base's order first, then the fields this type adds.\n"
+        << "  std::strong_ordering operator<=>(const " << n << "& other) const noexcept(Vem::nothrowOrdered<"
+        << t.base->qualifiedName() << ">) {\n    return Vem::derivedCompare<" << t.base->qualifiedName()
+        << ">(*this, other);\n  }\n"
+        << "  bool operator<(const " << n << "& other) const noexcept(Vem::nothrowOrdered<" << t.base->qualifiedName()
+        << ">) { return (*this <=> other) < 0; }\n";
+    else
+      h << "  std::strong_ordering operator<=>(const " << n
+        << "& other) const noexcept { return Vem::valueCompare(*this, other); }\n";
+    h << "  static bool isEq(const void* a, const void* b) noexcept {\n"
       << "    return *static_cast<const " << n << "*>(a) == *static_cast<const " << n << "*>(b);\n  }\n"
-      << "  // Seeded hash, for keyed collections.\n"
-      << "  uint32_t hash(uint32_t seed) const noexcept { return Vem::valueHash(*this, seed); }\n"
-      << "  // True unless equal to the default value.\n"
+      << "  // Seeded hash, for keyed collections.\n";
+    if (t.handwrittenHash)
+      h << "  uint32_t hash(uint32_t seed) const noexcept;  // written by hand beside the module\n";
+    else
+      h << "  uint32_t hash(uint32_t seed) const noexcept { return Vem::valueHash(*this, seed); }\n";
+    h << "  // True unless equal to the default value.\n"
       << "  explicit operator bool() const { return Vem::valueIsSet(*this); }\n";
     // A type may declare its own `stringValue` member; the generic text form is then `operator<<` alone.
     if (!declaresStringValue(t))
       h << "  Lumo::String stringValue() const;" << (t.handwrittenText ? "  // written by hand beside the module" : "") << "\n";
+    if (t.streamsStringValue)
+      h << "  // The stream output writes stringValue(); the generic interface keeps the generic text.\n"
+        << "  using VemGenericText = void;\n";
     h << "\n"
       << "  static constexpr std::string_view vemTypeName = " << quoted(t.qualifiedName()) << ";\n"
       << "  static Vem::VemType vemType() noexcept { return Vem::VemType(&" << descriptorSymbol(m_) << ", "
@@ -344,14 +357,18 @@ class Writer {
       }
     }
     h << "\n public:\n  // The stored fields in declaration order: what equality, ordering, hashing and the text form walk.\n"
-      << "  using VemFields = Vem::FieldList<";
+      << "  using " << (t.base ? "VemOwnFields" : "VemFields") << " = Vem::FieldList<";
     bool first = true;
     for (const Member& mem : t.members) {
       if (!mem.stored()) continue;
       h << (first ? "" : ",") << "\n      Vem::Field<&" << n << "::" << storage(mem) << ", " << quoted(mem.name) << ">";
       first = false;
     }
-    h << ">;\n"
+    h << ">;\n";
+    if (t.base)
+      h << "  // A derived value holds its base's fields first.\n"
+        << "  using VemFields = Vem::ConcatFields<" << t.base->qualifiedName() << "::VemFields, VemOwnFields>::type;\n";
+    h << ""
       << "  // What the generic interface reads by attribute id: stored fields and computed members.\n"
       << "  using VemReadable = Vem::ReadableList<";
     first = true;
@@ -857,17 +874,19 @@ class Writer {
   void valueDefinitions(std::ostringstream& s, const TypeDecl& t) {
     openNamespace(s, t.nameSpace);
     const std::string n = t.name;
-    if (!t.ctorParams.empty() && !hasInputs(t)) {
+    if (!t.ctorParams.empty() && !t.handwrittenCtor) {
       s << "\n" << n << "::" << n << "(" << ctorSignature(t, false) << ")";
-      bool first = true;
+      std::string baseArgs, init;
       for (const CtorParam& p : t.ctorParams) {
-        s << (first ? "\n    : " : ", ") << p.field << "_(" << p.name << ")";
-        first = false;
+        if (p.fromBase) baseArgs += (baseArgs.empty() ? "" : ", ") + p.name;
+        else init += (init.empty() ? "" : ", ") + p.field + "_(" + p.name + ")";
       }
-      s << " {\n" << checksCode(t, true) << "}\n";
+      if (!baseArgs.empty()) init = t.base->name + "(" + baseArgs + ")" + (init.empty() ? "" : ", " + init);
+      s << "\n    : " << init << " {\n" << checksCode(t, true) << "}\n";
     }
-    bool holdsCollection =
-        std::any_of(t.members.begin(), t.members.end(), [](const Member& m) { return m.kind == Member::Kind::valueCollection; });
+    bool holdsCollection = false;
+    for (const TypeDecl* x = &t; x; x = x->base)
+      for (const Member& m : x->members) holdsCollection |= m.kind == Member::Kind::valueCollection;
     if (t.handwrittenText) {
       // The parser is written by hand beside the module.
     } else if (holdsCollection)
@@ -913,7 +932,7 @@ class Writer {
       }
       s << "  return h.result();\n}\n";
     }
-    if (t.handwrittenText)
+    if (t.handwrittenText || t.streamsStringValue)
       s << "\nstd::ostream& operator<<(std::ostream& os, const " << n << "& value) { return os << value.stringValue(); }\n";
     else
       s << (declaresStringValue(t) ? "\n" : "\nLumo::String " + n + "::stringValue() const { return Vem::valueToString(*this); }\n")
@@ -1012,9 +1031,9 @@ class Writer {
   }
 
   std::string ctorArgsEntry(const TypeDecl& t) {
-    if (t.kind == TypeDecl::Kind::platformValue || hasInputs(t)) return "nullptr";
+    if (t.kind == TypeDecl::Kind::platformValue) return "nullptr";
     std::string args = t.qualifiedName();
-    for (const CtorParam& p : t.ctorParams) args += ", " + cppType(member(t, p.field).typeName);
+    for (const CtorParam& p : t.ctorParams) args += ", " + cppType(p.typeName);
     return "&Vem::GenericIfImpl::constructFromCtorArgs<" + args + ">";
   }
 
