@@ -106,15 +106,15 @@ TEST_F(CompilerTest, DerivedValuesAndHandWrittenParts) {
   EXPECT_NE(out.header.find("void cIs(uint8_t value);"), std::string::npos);
   EXPECT_NE(out.source.find(": B(a), d_(d) {"), std::string::npos);
 
-  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8;\n method stringValue(n : U8) : Vem::String; } }"),
-            "vem:4: stringValue is the text form: declare it 'method stringValue() : Vem::String'");
-  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8; text handwritten;\n method stringValue() : Vem::String; } }"),
-            "vem:4: with 'text handwritten' stringValue is already written by hand");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8;\n method stringValue(n : U8) : Vem::String; stream stringValue; } }"),
+            "vem:3: 'stream stringValue' needs a member 'stringValue' of type Vem::String without parameters");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8; text handwritten;\n stream stringValue; computed stringValue : Vem::String; } }"),
+            "vem:3: with 'text handwritten' the stream output is already written by hand");
   EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8;\n order handwritten; order handwritten; } }"),
             "vem:4: 'order handwritten' is given twice");
   EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8;\n ctor(x, y); } }"), "vem:4: ctor names no member y of V");
   EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8; order handwritten; hash handwritten;\n"
-                    " method stringValue() : Vem::String; } }"),
+                    " method stringValue() : Vem::String; stream stringValue; } }"),
             "");
 }
 
