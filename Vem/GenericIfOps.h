@@ -111,7 +111,7 @@ void methodOp(const T& object, uint16_t id, uint8_t op, void* result, const void
 template <class T>
 void methodsOp(const T& object, uint16_t id, uint8_t op, void* result, const void* a1, const void* a2, int& rc) {
   if constexpr (requires { typename T::VemMethods; })
-    // A derived value may list no methods: an empty list, so that it does not answer with its base's.
+    // The list may be empty.
     []<class... M>(MethodList<M...>, [[maybe_unused]] const T& o, [[maybe_unused]] uint16_t i, [[maybe_unused]] uint8_t c,
                    [[maybe_unused]] void* r, [[maybe_unused]] const void* x, [[maybe_unused]] const void* y,
                    [[maybe_unused]] int& out) {
