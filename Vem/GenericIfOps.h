@@ -113,7 +113,10 @@ void methodOp(const T& object, uint16_t id, uint8_t op, void* result, const void
 template <class T>
 void methodsOp(const T& object, uint16_t id, uint8_t op, void* result, const void* a1, const void* a2, int& rc) {
   if constexpr (requires { typename T::VemMethods; })
-    []<class... M>(MethodList<M...>, const T& o, uint16_t i, uint8_t c, void* r, const void* x, const void* y, int& out) {
+    // The list may be empty.
+    []<class... M>(MethodList<M...>, [[maybe_unused]] const T& o, [[maybe_unused]] uint16_t i, [[maybe_unused]] uint8_t c,
+                   [[maybe_unused]] void* r, [[maybe_unused]] const void* x, [[maybe_unused]] const void* y,
+                   [[maybe_unused]] int& out) {
       (methodOp<M>(o, i, c, r, x, y, out), ...);
     }(typename T::VemMethods{}, object, id, op, result, a1, a2, rc);
 }

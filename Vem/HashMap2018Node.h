@@ -131,8 +131,18 @@ struct KeyFormHash<KeyAndRhashLegacy> {
     return k.hash();
   }
 };
+// Without the collection's seed: the key's unseeded hash() where it has one, else its seeded hash with
+// seed 0.
 template <>
-struct KeyFormHash<KeyAndRhashNoSeedArg> : KeyFormHash<KeyAndRhashLegacy> {};
+struct KeyFormHash<KeyAndRhashNoSeedArg> {
+  template <class K>
+  static uint32_t hash(const K& k, uint32_t) noexcept {
+    if constexpr (requires { { k.hash() } -> std::convertible_to<uint32_t>; })
+      return k.hash();
+    else
+      return k.hash(0u);
+  }
+};
 
 // ---- Key order inside a bucket ---------------------------------------------------------------------
 

@@ -44,10 +44,15 @@ void needPost(CharRange& in);
 // Reads "Type()": a value with no stored fields.
 void needEmpty(CharRange& in, std::string_view typeName);
 
+template <GeneratedValue T>
+void valueToStrep(std::ostream& os, const T& v);
+
 template <class T>
 struct TextTraits {
   static void write(std::ostream& os, const T& v) {
-    if constexpr (std::is_same_v<T, bool>)
+    if constexpr (requires { typename T::VemGenericText; })
+      valueToStrep(os, v);  // its stream output is a text of its own; the generic form stays generic
+    else if constexpr (std::is_same_v<T, bool>)
       os << (v ? "true" : "false");
     else if constexpr (std::is_enum_v<T>)
       os << v;  // the enumeration's own stream operator writes its enumerator name

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace Vem {
 
@@ -85,11 +86,24 @@ uint32_t fieldHash(const T& v) noexcept {
     return v.hash(0u);
 }
 
+// Whether comparing two values of the type can raise: only orders written by hand may (a value whose
+// stored form cannot be read, for instance).
+template <class T>
+inline constexpr bool nothrowOrdered = [] {
+  if constexpr (std::is_enum_v<T> || std::is_arithmetic_v<T>)
+    return true;
+  else if constexpr (requires(const T& a, const T& b) { { a <=> b } -> std::convertible_to<std::strong_ordering>; })
+    return noexcept(std::declval<const T&>() <=> std::declval<const T&>());
+  else
+    return noexcept(std::declval<const T&>() < std::declval<const T&>());
+}();
+
 // Equality, ordering and seeded-hash contribution of one field type.
 template <class T>
 struct ValueTraits {
   static bool equal(const T& a, const T& b) noexcept { return a == b; }
-  static std::strong_ordering compare(const T& a, const T& b) noexcept {
+  // A type ordered only by `<` (or weakly) compares equal when neither value is before the other.
+  static std::strong_ordering compare(const T& a, const T& b) noexcept(nothrowOrdered<T>) {
     if constexpr (std::is_enum_v<T>) {
       using U = std::underlying_type_t<T>;
       return static_cast<U>(a) <=> static_cast<U>(b);
@@ -158,6 +172,28 @@ std::strong_ordering valueCompare(const T& a, const T& b) noexcept {
     (void)(((out = ValueTraits<typename F::Type>::compare(x.*F::member, y.*F::member)) == 0) && ...);
   }(typename T::VemFields{}, a, b, r);
   return r;
+}
+
+// The order of a derived value: its base's order (whatever it is), then the fields the derived type adds,
+// lexicographically.
+template <class Base, GeneratedValue T>
+std::strong_ordering derivedCompare(const T& a, const T& b) noexcept(nothrowOrdered<Base>) {
+  if (&a == &b) return std::strong_ordering::equal;
+  std::strong_ordering r = ValueTraits<Base>::compare(a, b);
+  if (r != 0) return r;
+  []<class... F>(FieldList<F...>, const T& x, const T& y, std::strong_ordering& out) {
+    (void)(((out = ValueTraits<typename F::Type>::compare(x.*F::member, y.*F::member)) == 0) && ...);
+  }(typename T::VemOwnFields{}, a, b, r);
+  return r;
+}
+
+// The three-way form of an order written by hand as `operator<`: equivalent when neither is before the
+// other, which need not mean equal.
+template <class T>
+std::weak_ordering orderFromLess(const T& a, const T& b) {
+  if (a < b) return std::weak_ordering::less;
+  if (b < a) return std::weak_ordering::greater;
+  return std::weak_ordering::equivalent;
 }
 
 // The seeded hash: the accumulator started from the seed, fed every stored field in order.

@@ -86,6 +86,38 @@ TEST_F(CompilerTest, MeaningErrors) {
   EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { input i : U8; } }"), "vem:3: input i must be listed in the ctor clause");
 }
 
+TEST_F(CompilerTest, DerivedValuesAndHandWrittenParts) {
+  // A derived value numbers its members from 130 and takes its base's constructor parameters first.
+  std::string file = write("Mod.vem",
+                           "module Mod;\nnamespace N {\n value B { field a : U8; computed c : U8 settable; }\n"
+                           " value D : B { field d : U16; }\n value E : B { computed e : U8; ctor(c, e); }\n}\n");
+  vemc::Compilation c({(dir_ / "lib").string()});
+  const vemc::ModuleDecl& m = c.load(file);
+  const vemc::TypeDecl& d = m.types[1];
+  EXPECT_EQ(d.members[0].attributeId, 130);
+  ASSERT_EQ(d.ctorParams.size(), 2u);
+  EXPECT_TRUE(d.ctorParams[0].fromBase);
+  EXPECT_EQ(d.ctorParams[1].name, "d");
+  EXPECT_FALSE(d.handwrittenCtor);
+  EXPECT_TRUE(m.types[2].handwrittenCtor);  // a computed member and a base's member as parameters
+  vemc::GeneratedFiles out = vemc::generateCpp(m, c);
+  EXPECT_NE(out.header.find("class D : public N::B {"), std::string::npos);
+  EXPECT_NE(out.header.find("using VemFields = Vem::ConcatFields<N::B::VemFields, VemOwnFields>::type;"), std::string::npos);
+  EXPECT_NE(out.header.find("void cIs(uint8_t value);"), std::string::npos);
+  EXPECT_NE(out.source.find(": B(a), d_(d) {"), std::string::npos);
+
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8;\n method stringValue(n : U8) : Vem::String; stream stringValue; } }"),
+            "vem:3: 'stream stringValue' needs a member 'stringValue' of type Vem::String without parameters");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8; text handwritten;\n stream stringValue; computed stringValue : Vem::String; } }"),
+            "vem:3: with 'text handwritten' the stream output is already written by hand");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8;\n order handwritten; order handwritten; } }"),
+            "vem:4: 'order handwritten' is given twice");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8;\n ctor(x, y); } }"), "vem:4: ctor names no member y of V");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8; order handwritten; hash handwritten;\n"
+                    " method stringValue() : Vem::String; stream stringValue; } }"),
+            "");
+}
+
 TEST_F(CompilerTest, ImportsResolveFromInnermostNamespace) {
   EXPECT_EQ(compile("module Mod;\nimport Base;\nnamespace Base {\n namespace Inner {\n"
                     "  value V { field p : Pair; field m : Mode = on; } } }"),

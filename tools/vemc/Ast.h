@@ -53,6 +53,7 @@ struct Member {
   std::string keyField;      // collections of values that carry their own key: the field holding it
   bool ctorParam2 = false;   // attr: also a constructor parameter (settable afterwards)
   bool counter = false;      // attr: has xInc
+  bool settable = false;     // computed: also has a setter xIs, written by hand
   bool silent = false;       // announces nothing
   bool unlogged = false;     // never written to the attribute log
   bool keysOnly = false;     // a collection inside a value that is a set: keys only, no values
@@ -86,6 +87,7 @@ struct CtorParam {
   std::optional<Literal> defaultValue;
   int line = 0;
   std::string typeName;  // filled by the checker
+  bool fromBase = false;  // a derived value's parameter passed on to its base's constructor
 };
 
 // A bound: `check field <op> other;` where other is a field or an integer.
@@ -113,6 +115,8 @@ struct TypeDecl {
   bool namedWithCtor = false;    // entities: built from a name and further constructor attributes
   bool unordered = false;        // values: equality and hash only, no order (`order none;`)
   bool handwrittenText = false;  // values: stringValue, operator<< and the parser are written by hand
+  bool handwrittenOrder = false; // values: operator< is written by hand; <=> follows from it
+  bool handwrittenHash = false;  // values: the seeded hash(seed) is written by hand
   std::vector<Member> members;
   std::optional<std::vector<CtorParam>> ctorClause;
   std::vector<Check> checks;
@@ -124,6 +128,8 @@ struct TypeDecl {
   const TypeDecl* base = nullptr;
   int16_t baseRef = -1;
   std::vector<CtorParam> ctorParams;
+  bool handwrittenCtor = false;  // values: a parameter is an input, a computed member or a base's member
+  bool streamsStringValue = false;  // values: operator<< writes the own stringValue member; generic text stays
   uint16_t firstParam = 0;
   uint16_t firstMember = 0;
 

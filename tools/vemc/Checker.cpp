@@ -305,32 +305,59 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
       }
     }
   }
-  // Constructor parameters: the ctor clause, or every `field` in order.
+  // Constructor parameters: the ctor clause, or every `field` in order (after the base's parameters,
+  // which a derived value passes on to its base's constructor).
   if (t.ctorClause) {
     std::set<std::string> seen;
     for (const CtorParam& p : *t.ctorClause) {
-      auto it = byName.find(p.field);
-      if (it == byName.end()) throw CompileError(m.file, p.line, "ctor names no member " + p.field + " of " + t.name);
-      Member& mem = *it->second;
-      if ((!mem.stored() && mem.kind != Member::Kind::input) || mem.kind == Member::Kind::valueCollection)
-        throw CompileError(m.file, p.line, "ctor parameter " + p.field + " must be a field, mutable field or input");
+      Member* mem = nullptr;
+      if (auto it = byName.find(p.field); it != byName.end()) mem = it->second;
+      for (const TypeDecl* b = t.base; b && !mem; b = b->base)
+        for (const Member& x : b->members)
+          if (x.name == p.field) mem = const_cast<Member*>(&x);
+      if (mem == nullptr) throw CompileError(m.file, p.line, "ctor names no member " + p.field + " of " + t.name);
+      bool own = byName.count(p.field) != 0;
+      if ((!mem->stored() && mem->kind != Member::Kind::input && mem->kind != Member::Kind::computed) ||
+          mem->kind == Member::Kind::valueCollection)
+        throw CompileError(m.file, p.line, "ctor parameter " + p.field + " must be a field, mutable field, input or computed member");
       if (!seen.insert(p.field).second) throw CompileError(m.file, p.line, "ctor lists " + p.field + " twice");
-      if (p.defaultValue) checkDefault(m, mem, *p.defaultValue, mem.typeName);
+      if (p.defaultValue) checkDefault(m, *mem, *p.defaultValue, mem->typeName);
+      // Anything but a stored field of this type is consumed by a constructor written by hand.
+      if (!own || !mem->stored()) t.handwrittenCtor = true;
       t.ctorParams.push_back(p);
+      t.ctorParams.back().typeName = mem->typeName;
+      if (own) {
+        mem->ctorParam = true;
+        if (mem->stored()) mem->flagsB = 0x2101;
+      }
     }
   } else {
-    for (const Member& mem : t.members)
-      if (mem.kind == Member::Kind::field) t.ctorParams.push_back(CtorParam{mem.name, mem.name, std::nullopt, mem.line, mem.typeName});
-  }
-  for (CtorParam& p : t.ctorParams) {
-    Member& mem = *byName[p.field];
-    p.typeName = mem.typeName;
-    mem.ctorParam = true;
-    if (mem.stored()) mem.flagsB = 0x2101;
+    if (t.base)
+      for (CtorParam p : t.base->ctorParams) {
+        p.fromBase = true;
+        t.ctorParams.push_back(std::move(p));
+      }
+    for (Member& mem : t.members)
+      if (mem.kind == Member::Kind::field) {
+        t.ctorParams.push_back(CtorParam{mem.name, mem.name, std::nullopt, mem.line, mem.typeName});
+        mem.ctorParam = true;
+        mem.flagsB = 0x2101;
+      }
   }
   for (const Member& mem : t.members)
     if (mem.kind == Member::Kind::input && !mem.ctorParam)
       throw CompileError(m.file, mem.line, "input " + mem.name + " must be listed in the ctor clause");
+  for (const Member& mem : t.members)
+    if (mem.settable && mem.kind != Member::Kind::computed)
+      throw CompileError(m.file, mem.line, "only a computed member is 'settable'");
+  if (t.streamsStringValue) {
+    auto own = std::find_if(t.members.begin(), t.members.end(), [](const Member& x) { return x.name == "stringValue"; });
+    if (own == t.members.end() || own->typeName != "Vem::String" || !own->params.empty() ||
+        (own->kind != Member::Kind::method && own->kind != Member::Kind::computed))
+      throw CompileError(m.file, t.line, "'stream stringValue' needs a member 'stringValue' of type Vem::String without parameters");
+    if (t.handwrittenText)
+      throw CompileError(m.file, t.line, "with 'text handwritten' the stream output is already written by hand");
+  }
   bool defaultSeen = false;
   for (const CtorParam& p : t.ctorParams) {
     if (p.defaultValue) defaultSeen = true;

@@ -95,9 +95,6 @@ class Writer {
   Writer(const ModuleDecl& m, const Compilation& c) : m_(m), c_(c), tb_(c.tables()) {}
 
   GeneratedFiles run() {
-    for (const TypeDecl& t : m_.types)
-      if (t.base && t.kind == TypeDecl::Kind::value)
-        throw CompileError(m_.file, t.line, "value types that derive from another value type are not generated yet");
     GeneratedFiles out;
     out.header = header();
     out.source = source();
@@ -188,6 +185,7 @@ class Writer {
       }
       if (t->kind != TypeDecl::Kind::value || done.count(t)) return;
       done.insert(t);
+      if (t->base) visit(t->base);
       std::function<void(const TypeDecl&)> needs = [&](const TypeDecl& x) {
         for (const Member& mem : x.members)
           if (mem.stored() && mem.type && mem.type->module == &m_ && !mem.type->nested()) visit(mem.type);
@@ -248,10 +246,10 @@ class Writer {
   std::string ctorSignature(const TypeDecl& t, bool withDefaults) {
     std::string s;
     for (const CtorParam& p : t.ctorParams) {
-      const Member& mem = member(t, p.field);
+      const TypeDecl* type = typeOf(p.typeName);
       if (!s.empty()) s += ", ";
-      s += argType(mem.typeName, mem.type) + " " + p.name;
-      if (withDefaults && p.defaultValue) s += " = " + literalCpp(*p.defaultValue, mem.typeName, mem.type);
+      s += argType(p.typeName, type) + " " + p.name;
+      if (withDefaults && p.defaultValue) s += " = " + literalCpp(*p.defaultValue, p.typeName, type);
     }
     return s;
   }
@@ -262,9 +260,6 @@ class Writer {
     throw std::logic_error("no member " + name);
   }
 
-  static bool hasInputs(const TypeDecl& t) {
-    return std::any_of(t.members.begin(), t.members.end(), [](const Member& m) { return m.kind == Member::Kind::input; });
-  }
 
   std::string paramList(const Member& mem) {
     std::string s;
@@ -286,7 +281,7 @@ class Writer {
 
   void classDeclaration(std::ostringstream& h, const TypeDecl& t) {
     const std::string n = t.name;
-    h << "\nclass " << n << " {\n public:\n";
+    h << "\nclass " << n << (t.base ? " : public " + t.base->qualifiedName() : std::string()) << " {\n public:\n";
     for (const TypeDecl* inner : nestedIn(t)) {
       std::ostringstream body;
       if (inner->kind == TypeDecl::Kind::enumeration) enumDeclaration(body, *inner);
@@ -299,7 +294,7 @@ class Writer {
     h << "  " << n << "() = default;\n";
     if (!t.ctorParams.empty())
       h << "  " << (t.ctorParams.size() == 1 ? "explicit " : "") << n << "(" << ctorSignature(t, true) << ");"
-        << (hasInputs(t) ? "  // written by hand beside the module" : "") << "\n";
+        << (t.handwrittenCtor ? "  // written by hand beside the module" : "") << "\n";
     h << (t.handwrittenText ? "  // Parses the type's own text form (written by hand beside the module); raises Vem::RangeException.\n"
                             : "  // Parses the generic text form; raises Vem::RangeException.\n")
       << "  explicit " << n << "(Vem::CharRange& text);\n"
@@ -318,6 +313,7 @@ class Writer {
         case Member::Kind::computed:
           h << "  " << cppType(mem.typeName) << " " << mem.name << "() const;"
             << (mem.mix.empty() ? "  // written by hand beside the module" : "") << "\n";
+          if (mem.settable) h << "  void " << mem.name << "Is(" << ret << " value);  // written by hand beside the module\n";
           break;
         case Member::Kind::method:
           h << "  " << cppType(mem.typeName) << " " << mem.name << "(" << paramList(mem) << ") const;"
@@ -362,19 +358,36 @@ class Writer {
       }
     }
     h << "\n  bool operator==(const " << n << "& other) const noexcept { return Vem::valueEqual(*this, other); }\n";
-    if (!t.unordered)
+    if (t.unordered) {
+      // Equality and hashes only: the type has no order.
+    } else if (t.handwrittenOrder)
+      h << "  bool operator<(const " << n << "& other) const;  // written by hand beside the module\n"
+        << "  std::weak_ordering operator<=>(const " << n << "& other) const { return Vem::orderFromLess(*this, other); }\n";
+    else if (t.base)
+      h << "  // The base's order first, then the fields this type adds.\n"
+        << "  std::strong_ordering operator<=>(const " << n << "& other) const noexcept(Vem::nothrowOrdered<"
+        << t.base->qualifiedName() << ">) {\n    return Vem::derivedCompare<" << t.base->qualifiedName()
+        << ">(*this, other);\n  }\n"
+        << "  bool operator<(const " << n << "& other) const noexcept(Vem::nothrowOrdered<" << t.base->qualifiedName()
+        << ">) { return (*this <=> other) < 0; }\n";
+    else
       h << "  std::strong_ordering operator<=>(const " << n
         << "& other) const noexcept { return Vem::valueCompare(*this, other); }\n";
-    h
-      << "  static bool isEq(const void* a, const void* b) noexcept {\n"
+    h << "  static bool isEq(const void* a, const void* b) noexcept {\n"
       << "    return *static_cast<const " << n << "*>(a) == *static_cast<const " << n << "*>(b);\n  }\n"
-      << "  // Seeded hash, for keyed collections.\n"
-      << "  uint32_t hash(uint32_t seed) const noexcept { return Vem::valueHash(*this, seed); }\n"
-      << "  // True unless equal to the default value.\n"
+      << "  // Seeded hash, for keyed collections.\n";
+    if (t.handwrittenHash)
+      h << "  uint32_t hash(uint32_t seed) const noexcept;  // written by hand beside the module\n";
+    else
+      h << "  uint32_t hash(uint32_t seed) const noexcept { return Vem::valueHash(*this, seed); }\n";
+    h << "  // True unless equal to the default value.\n"
       << "  explicit operator bool() const { return Vem::valueIsSet(*this); }\n";
     // A type may declare its own `stringValue` member; the generic text form is then `operator<<` alone.
     if (!declaresStringValue(t))
       h << "  Lumo::String stringValue() const;" << (t.handwrittenText ? "  // written by hand beside the module" : "") << "\n";
+    if (t.streamsStringValue)
+      h << "  // The stream output writes stringValue(); the generic interface keeps the generic text.\n"
+        << "  using VemGenericText = void;\n";
     h << "\n"
       << "  static constexpr std::string_view vemTypeName = " << quoted(t.qualifiedName()) << ";\n"
       << "  static Vem::VemType vemType() noexcept { return Vem::VemType(&" << descriptorSymbol(m_) << ", "
@@ -394,14 +407,18 @@ class Writer {
       }
     }
     h << "\n public:\n  // The stored fields in declaration order: what equality, ordering, hashing and the text form walk.\n"
-      << "  using VemFields = Vem::FieldList<";
+      << "  using " << (t.base ? "VemOwnFields" : "VemFields") << " = Vem::FieldList<";
     bool first = true;
     for (const Member& mem : t.members) {
       if (!mem.stored()) continue;
       h << (first ? "" : ",") << "\n      Vem::Field<&" << n << "::" << storage(mem) << ", " << quoted(mem.name) << ">";
       first = false;
     }
-    h << ">;\n"
+    h << ">;\n";
+    if (t.base)
+      h << "  // A derived value holds its base's fields first.\n"
+        << "  using VemFields = Vem::ConcatFields<" << t.base->qualifiedName() << "::VemFields, VemOwnFields>::type;\n";
+    h << ""
       << "  // What the generic interface reads by attribute id: stored fields and computed members.\n"
       << "  using VemReadable = Vem::ReadableList<";
     first = true;
@@ -942,17 +959,19 @@ class Writer {
   void valueDefinitions(std::ostringstream& s, const TypeDecl& t) {
     openNamespace(s, t.cppNamespace);
     const std::string n = t.name, cls = t.classPath;
-    if (!t.ctorParams.empty() && !hasInputs(t)) {
+    if (!t.ctorParams.empty() && !t.handwrittenCtor) {
       s << "\n" << cls << "::" << n << "(" << ctorSignature(t, false) << ")";
-      bool first = true;
+      std::string baseArgs, init;
       for (const CtorParam& p : t.ctorParams) {
-        s << (first ? "\n    : " : ", ") << p.field << "_(" << p.name << ")";
-        first = false;
+        if (p.fromBase) baseArgs += (baseArgs.empty() ? "" : ", ") + p.name;
+        else init += (init.empty() ? "" : ", ") + p.field + "_(" + p.name + ")";
       }
-      s << " {\n" << checksCode(t, true) << "}\n";
+      if (!baseArgs.empty()) init = t.base->name + "(" + baseArgs + ")" + (init.empty() ? "" : ", " + init);
+      s << "\n    : " << init << " {\n" << checksCode(t, true) << "}\n";
     }
-    bool holdsCollection =
-        std::any_of(t.members.begin(), t.members.end(), [](const Member& m) { return m.kind == Member::Kind::valueCollection; });
+    bool holdsCollection = false;
+    for (const TypeDecl* x = &t; x; x = x->base)
+      for (const Member& m : x->members) holdsCollection |= m.kind == Member::Kind::valueCollection;
     if (t.handwrittenText) {
       // The parser is written by hand beside the module.
     } else if (holdsCollection)
@@ -998,7 +1017,7 @@ class Writer {
       }
       s << "  return h.result();\n}\n";
     }
-    if (t.handwrittenText)
+    if (t.handwrittenText || t.streamsStringValue)
       s << "\nstd::ostream& operator<<(std::ostream& os, const " << cls << "& value) { return os << value.stringValue(); }\n";
     else
       s << (declaresStringValue(t) ? "\n" : "\nLumo::String " + cls + "::stringValue() const { return Vem::valueToString(*this); }\n")
@@ -1110,9 +1129,9 @@ class Writer {
   }
 
   std::string ctorArgsEntry(const TypeDecl& t) {
-    if (t.kind == TypeDecl::Kind::platformValue || hasInputs(t)) return "nullptr";
+    if (t.kind == TypeDecl::Kind::platformValue) return "nullptr";
     std::string args = t.qualifiedName();
-    for (const CtorParam& p : t.ctorParams) args += ", " + cppType(member(t, p.field).typeName);
+    for (const CtorParam& p : t.ctorParams) args += ", " + cppType(p.typeName);
     return "&Vem::GenericIfImpl::constructFromCtorArgs<" + args + ">";
   }
 

@@ -219,16 +219,24 @@ class Parser {
       module_->types.push_back(word == "value" ? valueType(inner, &d) : enumeration(inner, &d));
       return;
     }
-    if (word == "order") {
-      expectWord("none");
+    if (word == "order" && acceptWord("none")) {
       expectPunct(";");
       d.unordered = true;
       return;
     }
-    if (word == "text") {
+    if (word == "stream") {
+      expectWord("stringValue");
+      expectPunct(";");
+      if (d.streamsStringValue) fail("'stream stringValue' is given twice");
+      d.streamsStringValue = true;
+      return;
+    }
+    if (word == "text" || word == "order" || word == "hash") {
       expectWord("handwritten");
       expectPunct(";");
-      d.handwrittenText = true;
+      bool& flag = word == "text" ? d.handwrittenText : word == "order" ? d.handwrittenOrder : d.handwrittenHash;
+      if (flag) fail("'" + word + " handwritten' is given twice");
+      flag = true;
       return;
     }
     if (word == "check") {
@@ -285,6 +293,7 @@ class Parser {
     }
     expectPunct(":");
     m.typeName = identifier("a type");
+    if (m.kind == Member::Kind::computed && acceptWord("settable")) m.settable = true;
     if (m.kind == Member::Kind::valueCollection) {
       m.keyTypeName = m.typeName;
       if (m.keysOnly) {

@@ -1,0 +1,173 @@
+// The router MAC tables: keys that differ only in type or mask are different entries, children are
+// created once per key and announce only real changes, and a table mirrors through the attribute log.
+#include <Orv/OrvRouterMacDb.h>
+
+#include "MirrorTestSupport.h"
+
+#include <Lumo/Publisher.h>
+#include <Vem/NboAttrLog.h>
+#include <Vem/TextForm.h>
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Orv;
+using Pelix::EthAddr;
+using Pelix::EthAddrWithMask;
+using Pelix::IntfId;
+
+struct Announcements : Lumo::Subscriber {
+  explicit Announcements(Vem::Entity& e) : entity(e) { e.publisher().subscriberAdd(this); }
+  ~Announcements() override { entity.publisher().subscriberDel(this); }
+  void onChange(Lumo::AttributeId id, const void*, const void* old) override {
+    seen.push_back(std::to_string(id) + (old ? "~" : "+"));
+  }
+  Vem::Entity& entity;
+  std::vector<std::string> seen;
+};
+
+const EthAddr kMac(0x00, 0x1c, 0x73, 0x00, 0x00, 0x01);
+
+MacTypeMask key(RouterMacType type, EthAddr mask = EthAddrWithMask::exactMask(), const char* intf = "") {
+  return MacTypeMask(EthAddrWithMask(kMac, mask), type, IntfId(intf));
+}
+
+TEST(RouterMacDb, KeysDifferingInTypeMaskOrInterfaceAreDifferentEntries) {
+  auto db = OrvRouterMacDbIs(Lumo::String("config"));
+  auto virt = db->macDbIs(key(RouterMacType::RouterMacVirtual));
+  auto vrrp = db->macDbIs(key(RouterMacType::RouterMacVrrp));
+  auto narrow = db->macDbIs(key(RouterMacType::RouterMacVirtual, EthAddr(0xff, 0xff, 0xff, 0, 0, 0)));
+  auto perIntf = db->macDbIs(key(RouterMacType::RouterMacInterface, EthAddrWithMask::exactMask(), "Vlan10"));
+  EXPECT_NE(virt, vrrp);
+  EXPECT_NE(virt, narrow);
+  EXPECT_EQ(db->macDb().size(), 4u);
+  EXPECT_EQ(db->macDb(key(RouterMacType::RouterMacVrrp)), vrrp);
+  EXPECT_EQ(db->macDb(key(RouterMacType::RouterMacInterface, EthAddrWithMask::exactMask(), "Vlan10")), perIntf);
+  EXPECT_EQ(db->macDb(key(RouterMacType::RouterMacInterface)), nullptr);
+  EXPECT_EQ(vrrp->macTypeMask(), key(RouterMacType::RouterMacVrrp));
+  EXPECT_EQ(vrrp->parent(), db.get());
+}
+
+TEST(RouterMacDb, ExistingKeyKeepsItsChildAndOnlyRealChangesAreAnnounced) {
+  auto db = orvRouterMacDbFactory(Lumo::String("config"));
+  Announcements tableLog(*db);
+  auto mac = db->macDbIs(key(RouterMacType::RouterMacSystem));
+  EXPECT_FALSE(mac->v4OrV6RoutingEnabled());
+  Announcements macLog(*mac);
+  mac->v4OrV6RoutingEnabledIs(false);  // unchanged: nothing
+  mac->v4OrV6RoutingEnabledIs(true);
+  mac->v4OrV6RoutingEnabledIs(true);
+  EXPECT_EQ(db->macDbIs(key(RouterMacType::RouterMacSystem)), mac);
+  EXPECT_TRUE(mac->v4OrV6RoutingEnabled());  // untouched by the second creation
+  EXPECT_EQ(macLog.seen, (std::vector<std::string>{"259~"}));
+  EXPECT_EQ(tableLog.seen, (std::vector<std::string>{"258+"}));
+
+  EXPECT_EQ(db->macDbDel(key(RouterMacType::RouterMacSystem)), mac);
+  EXPECT_EQ(mac->parent(), nullptr);
+  EXPECT_EQ(db->macDbDel(key(RouterMacType::RouterMacSystem)), nullptr);  // absent: nothing announced
+  EXPECT_EQ(tableLog.seen, (std::vector<std::string>{"258+", "258~"}));
+  db->macDbIs(key(RouterMacType::RouterMacVirtual));
+  db->macDbIs(key(RouterMacType::RouterMacGateway));
+  db->macDbDelAll();
+  EXPECT_EQ(db->macDb().size(), 0u);
+}
+
+TEST(RouterMacStatusDb, StatusStartsAsInstallFailedAndAnnouncesChanges) {
+  auto db = orvRouterMacStatusDbFactory(Lumo::String("status"));
+  auto st = db->macStatusDbIs(key(RouterMacType::RouterMacMlagPeer));
+  EXPECT_EQ(st->status(), RouterMacStatus::RouterMacInstallFailed);
+  Announcements log(*st);
+  st->statusIs(RouterMacStatus::RouterMacInstallFailed);
+  st->statusIs(RouterMacStatus::RouterMacInstallSuccess);
+  st->v4OrV6RoutingEnabledIs(true);
+  EXPECT_EQ(log.seen, (std::vector<std::string>{"260~", "259~"}));
+  EXPECT_EQ(db->macStatusDb(key(RouterMacType::RouterMacMlagPeer)), st);
+}
+
+TEST(MacTypeMask, OrderHashTextAndLogFollowTheFieldsInOrder) {
+  // Address-with-mask first, then the type's code, then the interface as an unsigned number.
+  EXPECT_LT(key(RouterMacType::RouterMacInvalid, EthAddr(0xff, 0, 0, 0, 0, 0)), key(RouterMacType::RouterMacSystem));
+  EXPECT_LT(key(RouterMacType::RouterMacVirtual, EthAddrWithMask::exactMask(), "Vlan4094"), key(RouterMacType::RouterMacVrrp));
+  EXPECT_LT(key(RouterMacType::RouterMacInterface, EthAddrWithMask::exactMask(), "Ethernet1"),
+            key(RouterMacType::RouterMacInterface, EthAddrWithMask::exactMask(), "Ethernet2"));
+  MacTypeMask def;
+  EXPECT_EQ(def.macWithMask().mask(), EthAddrWithMask::exactMask());
+  EXPECT_EQ(def.type(), RouterMacType::RouterMacSystem);
+
+  MacTypeMask k = key(RouterMacType::RouterMacVrrp, EthAddrWithMask::exactMask(), "Ethernet7");
+  for (uint32_t seed : {0u, 5u}) {
+    Vem::Hash h(seed);
+    h.hashMix(k.macWithMask().hash());
+    h.hashMix(uint32_t{2});
+    h.hashMix(IntfId("Ethernet7").hash());
+    EXPECT_EQ(k.hash(seed), h.result());
+  }
+
+  Lumo::String text = k.stringValue();
+  EXPECT_EQ(text, "Orv::MacTypeMask(macWithMask=00:1c:73:00:00:01/ff:ff:ff:ff:ff:ff, type=RouterMacVrrp, intfId=Ethernet7)");
+  EXPECT_EQ(Vem::strepToValue<MacTypeMask>(text.view()), k);
+  try {
+    Vem::strepToValue<MacTypeMask>("Orv::MacTypeMask(macWithMask=00:1c:73:00:00:01/ff:ff:ff:ff:ff:ff, type=RouterMacNone, "
+                                   "intfId=Ethernet7)");
+    ADD_FAILURE() << "an unknown enumerator was accepted";
+  } catch (const Vem::RangeException& e) {
+    EXPECT_NE(std::string(e.what()).find("type"), std::string::npos) << e.what();
+  }
+
+  // 6 + 6 bytes of address and mask, the one-byte type as a U32, the interface as a U64.
+  std::string bytes;
+  Vem::NboAttrLog::Out out(bytes);
+  out << k;
+  ASSERT_EQ(bytes.size(), 24u);
+  EXPECT_EQ(bytes.substr(12, 4), std::string("\0\0\0\x02", 4));
+  Vem::NboAttrLog::In in(bytes);
+  EXPECT_EQ(MacTypeMask(&in, Vem::StreamBogon{}), k);
+  EXPECT_EQ(sizeof(RouterMacType), 1u);
+}
+
+TEST(RouterMacTypes, EnumeratorsByCodeAndName) {
+  EXPECT_EQ(RouterMacTypeInstance("RouterMacGateway"), RouterMacType::RouterMacGateway);
+  EXPECT_EQ(static_cast<int>(RouterMacTypeInstance(7u)), 7);
+  EXPECT_EQ(stringValue(RouterMacType::RouterMacEncapShared), "RouterMacEncapShared");
+  EXPECT_EQ(stringValue(RouterMacStatus::RouterMacNotSupported), "RouterMacNotSupported");
+  EXPECT_EQ(static_cast<int>(RouterMacStatusInstance("RouterMacNotInstalled")), 2);
+  EXPECT_THROW(RouterMacTypeInstance(8u), Vem::RangeException);
+  EXPECT_THROW(RouterMacStatusInstance("routerMacNotInstalled"), Vem::RangeException);
+}
+
+std::string dump(const OrvRouterMacStatusDb& db) {
+  std::map<std::string, std::string> rows;
+  db.macStatusDb().forEach([&](const MacTypeMask& k, const Lumo::Ptr<OrvRouterMacStatus>& e) {
+    rows[k.stringValue().stdString()] =
+        std::string(e->v4OrV6RoutingEnabled() ? "routed " : "") + stringValue(e->status()).stdString();
+  });
+  std::string s;
+  for (auto& [k, v] : rows) s += k + " " + v + "\n";
+  return s;
+}
+
+TEST(RouterMacStatusDb, MirrorsThroughTheAttributeLog) {
+  auto db = OrvRouterMacStatusDbIs(Lumo::String("status"));
+  db->macStatusDbIs(key(RouterMacType::RouterMacSystem))->statusIs(RouterMacStatus::RouterMacInstallSuccess);
+  db->macStatusDbIs(key(RouterMacType::RouterMacVrrp))->v4OrV6RoutingEnabledIs(true);
+  MirrorTest::Pair p;
+  p.sender.attach(db);
+  p.drain();
+  ASSERT_TRUE(p.mirror);
+  auto& mirror = p.mirrorAs<OrvRouterMacStatusDb>();
+  EXPECT_EQ(dump(mirror), dump(*db));
+  // Later changes, a deletion among them, follow.
+  db->macStatusDbIs(key(RouterMacType::RouterMacGateway, EthAddr(0xff, 0xff, 0, 0, 0, 0)))->statusIs(RouterMacStatus::RouterMacNotSupported);
+  db->macStatusDbDel(key(RouterMacType::RouterMacSystem));
+  db->macStatusDb(key(RouterMacType::RouterMacVrrp))->statusIs(RouterMacStatus::RouterMacNotInstalled);
+  p.drain();
+  EXPECT_EQ(dump(mirror), dump(*db));
+  EXPECT_EQ(mirror.macStatusDb().size(), 2u);
+}
+
+}  // namespace
