@@ -1,8 +1,5 @@
 #include <Orv/OrvMirroringGreTunnelTypes.h>
 
-#include <Vem/CharRange.h>
-#include <Vem/RangeException.h>
-
 #include <string>
 
 namespace Orv {
@@ -17,14 +14,6 @@ void appendNextHop(std::string& out, const GreTunnelNextHop& hop, std::string_vi
   out += hop.l2Intf().stringValue().view();
 }
 
-template <class F>
-F parseField(Vem::CharRange& text, const char* name) {
-  try {
-    return F(text);
-  } catch (const Vem::RangeException& e) {
-    Vem::rethrowFromDeserializeAttr(e, name);
-  }
-}
 }  // namespace
 
 // The operator-facing form: " macAddr <mac> l3Intf: <intf> l2Intf: <intf>" (no colon after macAddr).
@@ -32,18 +21,6 @@ Lumo::String GreTunnelNextHop::stringValue() const {
   std::string out;
   appendNextHop(out, *this, " macAddr ");
   return Lumo::String(out);
-}
-
-GreTunnelNextHop::GreTunnelNextHop(Vem::CharRange& text) {
-  text.expect(" macAddr ");
-  const auto mac = parseField<Pelix::EthAddr>(text, "macAddr");
-  text.expect(" l3Intf: ");
-  const auto l3 = parseField<Pelix::IntfId>(text, "l3Intf");
-  text.expect(" l2Intf: ");
-  const auto l2 = parseField<Pelix::IntfId>(text, "l2Intf");
-  macAddr_ = mac;
-  l3Intf_ = l3;
-  l2Intf_ = l2;
 }
 
 // The index, then one line per next hop in the collection's order; the flags are not shown.
