@@ -2,6 +2,7 @@
 // values. The registration tables point at one methods table per type; these templates make them.
 #pragma once
 
+#include <Lumo/Pb.h>
 #include <Lumo/String.h>
 #include <Vem/EnumType.h>
 #include <Vem/TextForm.h>
@@ -79,20 +80,44 @@ struct GenericIfValueMethods {
       return fieldHash(v);
   }
 
-  // A value with no stored fields has nothing to hash: the generic interface refuses its hash.
+  // A value with no stored fields has nothing to hash, and one declared unhashable is never a key: the
+  // generic interface refuses their hash.
   static constexpr bool hashable = [] {
-    if constexpr (GeneratedValue<T>)
+    if constexpr (requires { T::vemUnhashable; })
+      return !T::vemUnhashable;
+    else if constexpr (GeneratedValue<T>)
       return T::VemFields::size != 0;
     else
       return true;
   }();
+
+  // Types with a protocol-buffers form: writes the value as one length-prefixed message, or reads one
+  // back from the buffer's start. Raises Lumo::Pb::DecodeError on malformed input.
+  static constexpr bool hasPbMessage = requires(T& v, Lumo::Pb::Writer& w, Lumo::Pb::Reader& r) {
+    v.writePbMessage(w);
+    v.constructFromPbMessage(r);
+  };
+  static bool genericIfPbMessageSerDes(std::string* buffer, void* value, bool read) {
+    if constexpr (hasPbMessage) {
+      if (read) {
+        Lumo::Pb::Reader in(*buffer);
+        static_cast<T*>(value)->constructFromPbMessage(in);
+      } else {
+        Lumo::Pb::Writer out(*buffer);
+        static_cast<const T*>(value)->writePbMessage(out);
+      }
+      return true;
+    } else {
+      return false;
+    }
+  }
 
   static constexpr ValueMethodsTable table{&genericIfConstruct,
                                            &genericIfDestruct,
                                            &genericIfStrepToValue,
                                            &genericIfStrRep,
                                            nullptr,
-                                           nullptr,
+                                           hasPbMessage ? &genericIfPbMessageSerDes : nullptr,
                                            hashable ? &genericIfHash : nullptr,
                                            &genericIfVoidPtrIs};
 };

@@ -121,7 +121,11 @@ template <>
 struct KeyFormHash<KeyAndRhashSeedArg> {
   template <class K>
   static uint32_t hash(const K& k, uint32_t seed) noexcept {
-    return k.hash(seed);
+    // A platform key with only an unseeded hash (a VRF name) has it folded into the seed.
+    if constexpr (requires { k.hash(seed); })
+      return k.hash(seed);
+    else
+      return IntegerKeyHash::of32(k.hash(), seed);
   }
 };
 template <>

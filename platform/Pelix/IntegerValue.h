@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <iosfwd>
 #include <limits>
+#include <string_view>
 #include <type_traits>
 
 namespace Pelix {
@@ -36,6 +37,8 @@ class IntegerValue {
  public:
   using Raw = typename Traits::Raw;
   static_assert(std::is_unsigned_v<Raw> && sizeof(Raw) >= 2, "a 16-, 32- or 64-bit unsigned holding integer");
+  // The qualified name of the platform type, for messages.
+  static constexpr std::string_view vemTypeName = Traits::name;
 
   constexpr IntegerValue() noexcept = default;
   constexpr explicit IntegerValue(Raw value) noexcept : value_(value) {}

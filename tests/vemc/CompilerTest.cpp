@@ -258,6 +258,55 @@ TEST_F(CompilerTest, NamedEntitiesWithFixedParametersAndQuietCounters) {
   EXPECT_EQ(compile("module Mod;\nnamespace N { entity E { key name : U32; } }"), "vem:2: an entity's name is a Vem::String");
 }
 
+TEST_F(CompilerTest, ViewsMessageFormsBackupAndOwnTextForms) {
+  const std::string text =
+      "module Mod;\nnamespace N {\n"
+      " value P { field k : U64; field f : U64; message handwritten; }\n"
+      " value T { field a : U8; method stringValue() : Vem::String; }\n"
+      " value R { mutable on : bool; unhashable; }\n"
+      " entity E factory { set names : Vem::String; view ids : Vem::String -> U16 over names;\n"
+      "   collection byK : P by k backup; }\n}\n";
+  std::string file = write("Mod.vem", text);
+  vemc::Compilation c({(dir_ / "lib").string()});
+  const vemc::ModuleDecl& m = c.load(file);
+  vemc::GeneratedFiles g = vemc::generateCpp(m, c);
+  EXPECT_TRUE(m.types[0].pbMessage);
+  EXPECT_FALSE(m.types[1].handwrittenText) << "a declared stringValue leaves the generic text form";
+  {
+    // Declared once in T's class: as its member, not again by the shape.
+    const std::size_t begin = g.header.find("class T {"), end = g.header.find("};", begin);
+    const std::string cls = g.header.substr(begin, end - begin);
+    const std::size_t first = cls.find("Lumo::String stringValue() const;");
+    EXPECT_NE(first, std::string::npos);
+    EXPECT_EQ(cls.find("Lumo::String stringValue() const;", first + 1), std::string::npos);
+  }
+  EXPECT_EQ(m.types[1].members[1].flagsA, 0x0810);
+  const vemc::TypeDecl& e = m.types[3];
+  EXPECT_TRUE(e.pbHolder);
+  // nameString, names, ids, byK: the view is numbered like an attribute but has no storage.
+  EXPECT_EQ(e.members[2].attributeId, 259);
+  EXPECT_EQ(e.members[2].flagsA, 0x8801);
+  EXPECT_EQ(e.members[2].flagsB, 0);
+  EXPECT_EQ(e.members[2].keyTypeRef, -18);
+  EXPECT_EQ(e.members[3].flagsB, 0x9101);
+  EXPECT_NE(g.source.find("(Vem::TypeKind::value | Vem::TypeKind::protobufForm)"), std::string::npos);
+  EXPECT_NE(g.source.find("(Vem::TypeKind::entity | Vem::TypeKind::protobufForm)"), std::string::npos);
+  EXPECT_NE(g.header.find("static constexpr bool vemUnhashable = true;"), std::string::npos);
+  EXPECT_NE(g.header.find("using VemBackup = Vem::BackupAttributes<260>;"), std::string::npos);
+  EXPECT_NE(g.header.find("void idsIs(const Lumo::String& key, uint16_t value);"), std::string::npos);
+  EXPECT_EQ(g.header.find("ids_"), std::string::npos) << "a view stores nothing";
+  EXPECT_EQ(g.header.find("Vem::Attribute<259"), std::string::npos) << "nor is it announced or logged";
+
+  EXPECT_EQ(compile("module Mod;\nnamespace N { entity E { set s : U8;\n view v : U16 -> U8 over s; } }"),
+            "vem:3: view v is keyed by U16, s by U8");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { entity E { attr s : U8;\n view v : U8 -> U8 over s; } }"),
+            "vem:3: view v: s is no set or collection of E");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { value V { field a : U8;\n method stringValue(x : U8) : Vem::String; } }"),
+            "vem:3: stringValue takes no parameters and returns Vem::String");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { entity E { set s : U8 backup; } }"),
+            "vem:2: option 'backup' does not apply to set s");
+}
+
 TEST_F(CompilerTest, DefaultTagAlwaysHasEightDigits) {
   for (const char* name : {"A", "OrvPortVlanPair", "x", "VeryLongModuleNameForTesting"})
     EXPECT_GE(vemc::defaultTag(name), 0x10000000u) << name;

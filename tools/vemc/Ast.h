@@ -40,7 +40,8 @@ struct Member {
     // Entity attributes.
     attr, collection, ordered, set, children, child, refs, nameString,
     valueCollection,  // a collection held inside a value
-    key               // an entity's constructor attribute, fixed at construction
+    key,              // an entity's constructor attribute, fixed at construction
+    view              // an entity's collection-shaped view derived from another attribute; no storage
   };
   Kind kind = Kind::field;
   std::string name;
@@ -58,6 +59,8 @@ struct Member {
   bool unlogged = false;     // never written to the attribute log
   bool keysOnly = false;     // a collection inside a value that is a set: keys only, no values
   bool noSetter = false;     // attr: no public setter; only xInc changes it in code
+  bool backup = false;       // collections: mirrored into the type system's backup store in backup mode
+  std::string viewOf;        // views: the attribute the view is derived from
   int line = 0;
 
   // Filled by the checker.
@@ -117,6 +120,9 @@ struct TypeDecl {
   bool handwrittenText = false;  // values: stringValue, operator<< and the parser are written by hand
   bool handwrittenOrder = false; // values: operator< is written by hand; <=> follows from it
   bool handwrittenHash = false;  // values: the seeded hash(seed) is written by hand
+  bool pbMessage = false;        // values: has a protocol-buffers message form, written by hand
+  bool unhashable = false;       // values: the generic interface refuses to hash it
+  bool pbHolder = false;         // entities: a collection holds values with a message form (checker)
   std::vector<Member> members;
   std::optional<std::vector<CtorParam>> ctorClause;
   std::vector<Check> checks;

@@ -293,6 +293,11 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
       default:
         throw CompileError(m.file, mem.line, "member " + mem.name + " cannot be declared in a value type");
     }
+    if (mem.kind == Member::Kind::method && mem.name == "stringValue") {
+      // A type's own stringValue stands in for the generated one, so it has that one's signature.
+      if (mem.typeName != "Vem::String" || !mem.params.empty() || !mem.mix.empty())
+        throw CompileError(m.file, mem.line, "stringValue takes no parameters and returns Vem::String");
+    }
     if (!mem.mix.empty()) {
       if (mem.typeName != "U32" || !mem.params.empty())
         throw CompileError(m.file, mem.line, "a mix() body computes a U32 and takes no parameters");
@@ -445,6 +450,21 @@ void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
       mem.type = resolve(m, scope, mem.typeName, mem.line);
       mem.typeName = mem.type->qualifiedName();
     }
+    if (mem.kind == Member::Kind::view) {
+      // A view stores nothing and is neither announced nor logged: readable and settable, no storage.
+      auto base = std::find_if(t.members.begin(), t.members.end(), [&](const Member& x) { return x.name == mem.viewOf; });
+      if (base == t.members.end() || (base->kind != Member::Kind::set && base->kind != Member::Kind::collection))
+        throw CompileError(m.file, mem.line, "view " + mem.name + ": " + mem.viewOf + " is no set or collection of " + t.name);
+      if (mem.type && mem.type->kind == TypeDecl::Kind::entity)
+        throw CompileError(m.file, mem.line, "view " + mem.name + " cannot hold entities");
+      checkCollectionKey(m, t, mem);
+      if (mem.keyTypeName != base->keyTypeName)
+        throw CompileError(m.file, mem.line, "view " + mem.name + " is keyed by " + mem.keyTypeName + ", " + mem.viewOf +
+                                                 " by " + base->keyTypeName);
+      mem.flagsA = 0x8801;
+      mem.flagsB = 0;
+      continue;
+    }
     bool entityValued = mem.type && mem.type->kind == TypeDecl::Kind::entity;
     if (mem.holdsEntities() && !entityValued)
       throw CompileError(m.file, mem.line, mem.name + " holds entities: " + mem.typeName + " is not an entity type");
@@ -479,6 +499,13 @@ void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
     mem.flagsB = (mem.kind == Member::Kind::key || mem.ctorParam2) ? 0x2101 : 0x0101;
     if (mem.kind == Member::Kind::key || mem.ctorParam2)
       t.ctorParams.push_back(CtorParam{mem.name, mem.name, std::nullopt, mem.line, mem.typeName});
+    if (mem.isCollection() && mem.type && mem.type->pbMessage) {
+      // Its values have a message form, and so, through them, has the entity.
+      mem.flagsB = 0x9101;
+      t.pbHolder = true;
+    }
+    if (mem.backup && (mem.kind != Member::Kind::collection || mem.unlogged))
+      throw CompileError(m.file, mem.line, "backup applies to a logged keyed collection");
     switch (mem.kind) {
       case Member::Kind::key: mem.flagsA = 0x2c00; break;
       case Member::Kind::attr: mem.flagsA = 0xdc00; break;
@@ -568,7 +595,7 @@ void Compilation::buildTables(ModuleDecl& m) {
     for (Member& mem : t.members) {
       // An enumerator's type is its own enumeration.
       mem.typeRef = mem.type ? tb.typeRefIndex.at(mem.type->qualifiedName()) : builtinCode(mem.typeName);
-      if (mem.isCollection())
+      if (mem.isCollection() || mem.kind == Member::Kind::view)
         mem.keyTypeRef = mem.keyType ? tb.typeRefIndex.at(mem.keyType->qualifiedName()) : builtinCode(mem.keyTypeName);
       if (!mem.keyField.empty() && mem.isCollection()) mem.enumValue = tb.memberNameOffset.at(mem.keyField);
       if (mem.kind == Member::Kind::children || mem.kind == Member::Kind::child) {

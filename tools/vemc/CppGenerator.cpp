@@ -113,6 +113,12 @@ class Writer {
     for (const TypeDecl& t : m_.types)
       for (const Member& mem : t.members) anyValueCollection |= mem.kind == Member::Kind::valueCollection;
     if (anyValueCollection) h << "#include <Vem/ValueCollection.h>\n";
+    if (std::any_of(m_.types.begin(), m_.types.end(), [](const TypeDecl& t) { return t.pbMessage; }))
+      h << "#include <Lumo/Pb.h>\n";
+    bool anyBackup = false;
+    for (const TypeDecl& t : m_.types)
+      for (const Member& mem : t.members) anyBackup |= mem.backup;
+    if (anyBackup) h << "#include <Vem/Backup.h>\n";
     if (anyEntity)
       h << "#include <Lumo/Allocator.h>\n#include <Lumo/Ptr.h>\n#include <Lumo/Publisher.h>\n#include <Vem/Entity.h>\n"
         << "#include <Vem/EntityOps.h>\n#include <Vem/HashMap2018.h>\n#include <Vem/HashMap2018NodeInternalKey.h>\n"
@@ -392,6 +398,20 @@ class Writer {
       << "  static constexpr std::string_view vemTypeName = " << quoted(t.qualifiedName()) << ";\n"
       << "  static Vem::VemType vemType() noexcept { return Vem::VemType(&" << descriptorSymbol(m_) << ", "
       << t.index << "); }\n";
+    if (t.unhashable) h << "  // Never a key: the generic interface refuses its hash.\n  static constexpr bool vemUnhashable = true;\n";
+    if (t.pbMessage)
+      h << "\n  // Protocol-buffers form, written by hand beside the module. Field numbers are the attribute ids.\n"
+        << "  // The message's fields, without a length prefix.\n"
+        << "  void writeMessage(Lumo::Pb::Writer& out) const;\n"
+        << "  // The message with its length prefix.\n"
+        << "  void writePbMessage(Lumo::Pb::Writer& out) const;\n"
+        << "  // Reads a length-prefixed message over the fields it holds; unknown fields are skipped. Raises\n"
+        << "  // Lumo::Pb::DecodeError and changes nothing on malformed input.\n"
+        << "  void readMessage(Lumo::Pb::Reader& in);\n"
+        << "  // Reads one field whose tag has been read.\n"
+        << "  void readMessageField(Lumo::Pb::Reader& in, uint32_t field, Lumo::Pb::WireType type);\n"
+        << "  // Clears every field, then reads a length-prefixed message: a missing field stays cleared.\n"
+        << "  void constructFromPbMessage(Lumo::Pb::Reader& in);\n";
     bool anyStored = std::any_of(t.members.begin(), t.members.end(), [](const Member& m) { return m.stored(); });
     if (anyStored) {
       h << "\n private:\n";
@@ -447,8 +467,18 @@ class Writer {
   }
 
 
+  // A value holding a collection, itself or in a field, cannot be built from text.
+  // A collection of its own, of its base's, or inside a value field.
+  static bool holdsCollection(const TypeDecl& t) {
+    return (t.base && holdsCollection(*t.base)) || std::any_of(t.members.begin(), t.members.end(), [](const Member& m) {
+             return m.kind == Member::Kind::valueCollection ||
+                    (m.stored() && m.type && m.type->kind == TypeDecl::Kind::value && holdsCollection(*m.type));
+           });
+  }
+
+  // Members with no storage of their own in an entity: operations and views.
   static bool isOperation(const Member& m) {
-    return m.kind == Member::Kind::method || m.kind == Member::Kind::staticMethod || m.kind == Member::Kind::computed ||
+    return m.kind == Member::Kind::view || m.kind == Member::Kind::method || m.kind == Member::Kind::staticMethod || m.kind == Member::Kind::computed ||
            m.kind == Member::Kind::constant;
   }
 
@@ -718,6 +748,13 @@ class Writer {
         case Member::Kind::method:
           h << "  " << cppType(mem.typeName) << " " << x << "(" << paramList(mem) << ") const;  // written by hand beside the module\n";
           break;
+        case Member::Kind::view:
+          h << "  // A view over " << mem.viewOf << ", written by hand beside the module: it stores, announces and logs\n"
+            << "  // nothing of its own.\n"
+            << "  " << cppType(mem.typeName) << " " << x << "(" << key << " key) const;\n"
+            << "  void " << x << "Is(" << key << " key, " << val << " value);\n"
+            << "  " << cppType(mem.typeName) << " " << x << "Del(" << key << " key);\n";
+          break;
         case Member::Kind::staticMethod:
           h << "  static " << cppType(mem.typeName) << " " << x << "(" << paramList(mem) << ");  // written by hand beside the module\n";
           break;
@@ -783,7 +820,17 @@ class Writer {
       h << ">";
       firstAttr = false;
     }
-    h << (root ? ">" : ">>") << ";\n" << methodList(t) << "};\n"
+    h << (root ? ">" : ">>") << ";\n" << methodList(t);
+    std::string backedUp;
+    for (const Member& mem : t.members)
+      if (mem.backup) backedUp += (backedUp.empty() ? "" : ", ") + std::to_string(mem.attributeId);
+    if (!backedUp.empty())
+      h << "  // The collections a backup adapter mirrors into the type system's backup store.\n"
+        << "  using VemBackup = Vem::BackupAttributes<" << backedUp << ">;\n"
+        << "  // Refills them from the store (without writing back); raises Vem::BackupSizeMismatch on an entry of\n"
+        << "  // the wrong size and stops there.\n"
+        << "  void reconstructFromBackup(Vem::BackupStore& store) { Vem::reconstructFromBackup(*this, store); }\n";
+    h << "};\n"
       << "Lumo::Ptr<" << n << "> " << n << "Is(" << entityCtorParams(t, true) << ");\n";
     if (t.factory) h << "Lumo::Ptr<" << n << "> " << lowerInitial(n) << "Factory(" << entityCtorParams(t, true) << ");\n";
   }
@@ -969,13 +1016,10 @@ class Writer {
       if (!baseArgs.empty()) init = t.base->name + "(" + baseArgs + ")" + (init.empty() ? "" : ", " + init);
       s << "\n    : " << init << " {\n" << checksCode(t, true) << "}\n";
     }
-    bool holdsCollection = false;
-    for (const TypeDecl* x = &t; x; x = x->base)
-      for (const Member& m : x->members) holdsCollection |= m.kind == Member::Kind::valueCollection;
-    if (t.handwrittenText) {
-      // The parser is written by hand beside the module.
-    } else if (holdsCollection)
+    if (holdsCollection(t))
       s << "\n" << cls << "::" << n << "(Vem::CharRange&) { Vem::throwNoStringConstructor(" << quoted(n) << "); }\n";
+    else if (t.handwrittenText)
+      ;  // the parser is written by hand beside the module
     else
       s << "\n" << cls << "::" << n << "(Vem::CharRange& text) {\n  Vem::parseFields(text, *this);\n" << checksCode(t, false)
         << "}\n";
@@ -1051,6 +1095,7 @@ class Writer {
       std::string kind = t.kind == TypeDecl::Kind::enumeration ? "Vem::TypeKind::enumeration"
                          : t.kind == TypeDecl::Kind::entity    ? "Vem::TypeKind::entity"
                                                                : "Vem::TypeKind::value";
+      if (t.pbMessage || t.pbHolder) kind = "(" + kind + " | Vem::TypeKind::protobufForm)";
       s << "    Vem::makeTypeRecord(" << kind << ", " << tb_.typeNameOffset.at(t.qualifiedName())
         << ", Vem::layoutOf<" << t.qualifiedName() << ">(), " << t.members.size() << ", " << t.firstMember << ", "
         << t.firstParam << ", " << t.baseRef << "),  // " << t.index << " " << t.qualifiedName() << "\n";

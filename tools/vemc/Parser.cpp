@@ -149,7 +149,7 @@ class Parser {
     }
     Member m;
     m.line = peek().line;
-    std::string word = identifier("an attribute kind (key, attr, collection, ordered, set, children, child, refs)");
+    std::string word = identifier("an attribute kind (key, attr, collection, ordered, set, children, child, refs, view)");
     if (word == "key") m.kind = Member::Kind::key;
     else if (word == "attr") m.kind = Member::Kind::attr;
     else if (word == "collection") m.kind = Member::Kind::collection;
@@ -158,6 +158,7 @@ class Parser {
     else if (word == "children") m.kind = Member::Kind::children;
     else if (word == "child") m.kind = Member::Kind::child;
     else if (word == "refs") m.kind = Member::Kind::refs;
+    else if (word == "view") m.kind = Member::Kind::view;
     else fail("unknown attribute kind '" + word + "'");
     m.name = identifier("an attribute name");
     if (m.name.find("::") != std::string::npos) fail("an attribute name is a plain identifier");
@@ -167,10 +168,14 @@ class Parser {
       // The values carry their own key in one of their fields.
       m.typeName = first;
       m.keyField = identifier("the value's key field");
-    } else if (m.kind == Member::Kind::collection || m.kind == Member::Kind::ordered) {
+    } else if (m.kind == Member::Kind::collection || m.kind == Member::Kind::ordered || m.kind == Member::Kind::view) {
       m.keyTypeName = first;
       expectPunct("->");
       m.typeName = identifier("the value type");
+      if (m.kind == Member::Kind::view) {
+        expectWord("over");
+        m.viewOf = identifier("the attribute the view is derived from");
+      }
     } else if (m.kind == Member::Kind::set) {
       m.keyTypeName = first;
       m.typeName = "bool";
@@ -179,13 +184,14 @@ class Parser {
     }
     if (m.kind == Member::Kind::attr && acceptPunct("=")) m.defaultValue = literal();
     while (!acceptPunct(";")) {
-      std::string option = identifier("an option (ctor, counter, silent, unlogged, nosetter, keyform) or ';'");
+      std::string option = identifier("an option (ctor, counter, silent, unlogged, nosetter, keyform, backup) or ';'");
       if (option == "counter" && m.kind == Member::Kind::attr) m.counter = true;
       else if (option == "ctor" && m.kind == Member::Kind::attr) m.ctorParam2 = true;
       else if (option == "silent") m.silent = true;
       else if (option == "unlogged") m.unlogged = true;
       else if (option == "nosetter" && m.kind == Member::Kind::attr) m.noSetter = true;
       else if (option == "keyform" && m.isCollection()) m.keyForm = identifier("a key form");
+      else if (option == "backup" && m.kind == Member::Kind::collection) m.backup = true;
       else fail("option '" + option + "' does not apply to " + word + " " + m.name);
     }
     d.members.push_back(std::move(m));
@@ -237,6 +243,17 @@ class Parser {
       bool& flag = word == "text" ? d.handwrittenText : word == "order" ? d.handwrittenOrder : d.handwrittenHash;
       if (flag) fail("'" + word + " handwritten' is given twice");
       flag = true;
+      return;
+    }
+    if (word == "message") {
+      expectWord("handwritten");
+      expectPunct(";");
+      d.pbMessage = true;
+      return;
+    }
+    if (word == "unhashable") {
+      expectPunct(";");
+      d.unhashable = true;
       return;
     }
     if (word == "check") {

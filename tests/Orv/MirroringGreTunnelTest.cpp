@@ -1,0 +1,191 @@
+// Mirroring tunnel status: the next-hop texts, the next-hop set's log form with its end mark, the
+// refusal to parse values that hold a collection, and the GRE and VXLAN entries of the status entity.
+#include <Orv/OrvMirroringGreTunnelTypes.h>
+
+#include "MirrorTestSupport.h"
+
+#include <Lumo/Publisher.h>
+#include <Vem/CharRange.h>
+#include <Vem/NboAttrLog.h>
+#include <Vem/TextForm.h>
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Orv;
+using Pelix::EthAddr;
+using Pelix::IntfId;
+
+class Announcements : public Lumo::Subscriber {
+ public:
+  explicit Announcements(Vem::Entity& e) : entity_(e) { entity_.publisher().subscriberAdd(this); }
+  ~Announcements() override { entity_.publisher().subscriberDel(this); }
+  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
+  std::vector<Lumo::AttributeId> ids;
+
+ private:
+  Vem::Entity& entity_;
+};
+
+GreTunnelNextHop hop(const char* mac, const char* l3, const char* l2) {
+  return GreTunnelNextHop(EthAddr(std::string_view(mac)), IntfId(l3), IntfId(l2));
+}
+
+TEST(GreTunnelNextHop, OwnTextHasALeadingBlankAndNoColonAfterMacAddr) {
+  const GreTunnelNextHop h = hop("00:1c:73:00:00:01", "Vlan100", "Ethernet3/1");
+  EXPECT_EQ(h.stringValue().stdString(), " macAddr 00:1c:73:00:00:01 l3Intf: Vlan100 l2Intf: Ethernet3/1");
+  EXPECT_EQ(GreTunnelNextHop().stringValue().stdString(), " macAddr 00:00:00:00:00:00 l3Intf:  l2Intf: ");
+  // Its own text is a member (id 5); the stream and generic text form stay the generic ones and parse back.
+  EXPECT_EQ(GreTunnelNextHop::vemType().memberByName("stringValue")->attributeId, 5);
+  std::ostringstream os;
+  os << h;
+  EXPECT_EQ(os.str().rfind("Orv::GreTunnelNextHop(", 0), 0u) << os.str();
+  EXPECT_EQ(Vem::strepToValue<GreTunnelNextHop>(os.str()), h);
+}
+
+TEST(GreTunnelNextHopInfoColl, KeysAreWholeNextHopsAndValuesReplaceInPlace) {
+  GreTunnelNextHopInfoColl coll;
+  EXPECT_FALSE(coll);
+  const GreTunnelNextHop a = hop("00:00:00:00:00:0a", "Vlan10", "Ethernet1");
+  const GreTunnelNextHop b = hop("00:00:00:00:00:0a", "Vlan10", "Ethernet2");
+  coll.nextHopIs(a, true);
+  coll.nextHopIs(b, true);
+  EXPECT_EQ(coll.nextHop().size(), 2u) << "next hops that differ only in l2Intf";
+  coll.nextHopIs(a, false);
+  EXPECT_EQ(coll.nextHop().size(), 2u);
+  EXPECT_FALSE(coll.nextHop(a));
+  EXPECT_TRUE(coll);
+
+  GreTunnelNextHopInfoColl other;
+  other.nextHopIs(b, true);
+  other.nextHopIs(a, false);
+  EXPECT_EQ(coll, other) << "equal maps, whatever the insertion order";
+  other.l2AdjIndexIs(1);
+  EXPECT_NE(coll, other);
+  other.l2AdjIndexIs(0);
+  other.nextHopIs(a, true);
+  EXPECT_NE(coll, other) << "same keys, another value";
+  coll.nextHopDel(a);
+  coll.nextHopDelAll();
+  EXPECT_EQ(coll, GreTunnelNextHopInfoColl());
+}
+
+TEST(GreTunnelNextHopInfoColl, TextListsTheIndexThenEachNextHop) {
+  GreTunnelNextHopInfoColl coll;
+  coll.l2AdjIndexIs(7);
+  EXPECT_EQ(coll.stringValue().stdString(), "l2AdjIndex: 7\n");
+  coll.nextHopIs(hop("00:00:00:00:00:01", "Vlan1", "Ethernet1"), false);
+  EXPECT_EQ(coll.stringValue().stdString(), "l2AdjIndex: 7\n macAddr: 00:00:00:00:00:01 l3Intf: Vlan1 l2Intf: Ethernet1\n");
+  coll.nextHopIs(hop("00:00:00:00:00:02", "Vlan2", "Ethernet2"), true);
+  std::string expected = "l2AdjIndex: 7\n";
+  for (auto it = coll.nextHop().begin(); it.valid(); it.next())
+    expected += " macAddr: " + it.key().macAddr().stringValue().stdString() + " l3Intf: " +
+                it.key().l3Intf().stringValue().stdString() + " l2Intf: " + it.key().l2Intf().stringValue().stdString() + "\n";
+  EXPECT_EQ(coll.stringValue().stdString(), expected);
+}
+
+TEST(GreTunnelNextHopInfoColl, ValuesHoldingTheCollectionHaveNoTextParser) {
+  GreTunnelNextHopInfoColl coll;
+  try {
+    Vem::strepToValue<GreTunnelNextHopInfoColl>(coll.stringValue().view());
+    ADD_FAILURE();
+  } catch (const Vem::RangeException& e) {
+    EXPECT_STREQ(e.what(), "No String constructor for GreTunnelNextHopInfoColl - has collection");
+  }
+  const MirroringGreTunnelInfo info(OrvTunnelId(3), coll);
+  try {
+    Vem::strepToValue<MirroringGreTunnelInfo>(info.stringValue().view());
+    ADD_FAILURE();
+  } catch (const Vem::RangeException& e) {
+    EXPECT_STREQ(e.what(), "No String constructor for MirroringGreTunnelInfo - has collection");
+  }
+}
+
+TEST(GreTunnelNextHopInfoColl, LogFormIsTwentyThreeBytesPerEntryAndTwentySixMore) {
+  GreTunnelNextHopInfoColl coll;
+  coll.l2AdjIndexIs(0x01020304);
+  for (std::size_t n = 0; n <= 3; ++n) {
+    SCOPED_TRACE(n);
+    if (n > 0) coll.nextHopIs(hop("00:00:00:00:00:01", "Vlan1", ("Ethernet" + std::to_string(n)).c_str()), n % 2 == 1);
+    std::string out;
+    Vem::NboAttrLog::Out w(out);
+    w << coll;
+    ASSERT_EQ(out.size(), 23 * n + 26);
+    EXPECT_EQ(attrLogSize(&coll), out.size());
+    EXPECT_EQ(out.substr(23 * n, 22), std::string(22, '\0')) << "the default next hop ends the entries";
+    EXPECT_EQ(out.substr(23 * n + 22), "\x01\x02\x03\x04") << "then the index, in network order";
+    Vem::NboAttrLog::In r(out);
+    EXPECT_EQ(GreTunnelNextHopInfoColl(&r, Vem::StreamBogon{}), coll);
+  }
+  GreTunnelNextHopInfoColl withDefault;
+  withDefault.nextHopIs(GreTunnelNextHop(), true);
+  std::string out;
+  Vem::NboAttrLog::Out w(out);
+  EXPECT_THROW(w << withDefault, Vem::RangeException) << "the end mark cannot be carried as an entry";
+}
+
+TEST(MirroringGreTunnelStatus, GreAndVxlanEntriesLiveApartWithTheirDefaults) {
+  auto status = mirroringGreTunnelStatusFactory(Lumo::String("mirror"));
+  const IntfId tunnel("Tunnel5");
+  auto gre = status->greTunnelIs(tunnel);
+  auto vxlan = status->vxlanTunnelIs(tunnel);
+  EXPECT_EQ(status->greTunnel().size(), 1u);
+  EXPECT_EQ(status->vxlanTunnel().size(), 1u);
+  EXPECT_EQ(status->greTunnelIs(tunnel).get(), gre.get());
+  EXPECT_EQ(gre->greIntfId(), tunnel);
+  EXPECT_EQ(vxlan->vxlanIntfId(), tunnel);
+  EXPECT_EQ(gre->tunnelParams().vrfName(), L3::VrfName::defaultVrf());
+  EXPECT_EQ(gre->tunnelParams().ttl(), 128);
+  EXPECT_EQ(gre->tunnelParams().tos(), 0);
+  EXPECT_EQ(gre->tunnelParams().greProtocol(), 0x88be);
+  EXPECT_EQ(vxlan->tunnelParams().vrfName(), L3::VrfName::defaultVrf());
+  EXPECT_EQ(gre->nextHopInfoColl(), GreTunnelNextHopInfoColl());
+
+  Announcements onGre(*gre), onVxlan(*vxlan);
+  gre->tunnelParamsIs(Mirroring::GreTunnelKey());  // equal to the default: nothing
+  GreTunnelNextHopInfoColl hops;
+  hops.nextHopIs(hop("00:00:00:00:00:01", "Vlan1", "Ethernet1"), true);
+  gre->nextHopInfoCollIs(hops);
+  gre->nextHopInfoCollIs(hops);
+  gre->tunnelIdIs(OrvTunnelId(9));
+  vxlan->nextHopInfoCollIs(hops);
+  EXPECT_EQ(onGre.ids, (std::vector<Lumo::AttributeId>{261, 260}));
+  EXPECT_EQ(onVxlan.ids, (std::vector<Lumo::AttributeId>{260}));
+  EXPECT_TRUE(status->greTunnelDel(tunnel));
+  EXPECT_FALSE(status->greTunnel(tunnel));
+  EXPECT_TRUE(status->vxlanTunnel(tunnel));
+}
+
+TEST(MirroringGreTunnelStatus, MirrorReceivesEntriesWithTheirNextHops) {
+  MirrorTest::Pair link(100);
+  auto status = MirroringGreTunnelStatusIs(Lumo::String("mirror"));
+  link.sender.attach(status);
+  GreTunnelNextHopInfoColl hops;
+  hops.l2AdjIndexIs(12);
+  for (int i = 1; i <= 5; ++i)
+    hops.nextHopIs(hop("00:00:00:00:00:01", "Vlan1", ("Ethernet" + std::to_string(i)).c_str()), i % 2 == 0);
+  for (int i = 1; i <= 3; ++i) {
+    const IntfId intf(("Tunnel" + std::to_string(i)).c_str());
+    auto gre = status->greTunnelIs(intf);
+    gre->tunnelIdIs(OrvTunnelId(static_cast<uint32_t>(i)));
+    gre->nextHopInfoCollIs(hops);
+    status->vxlanTunnelIs(intf)->tunnelParamsIs(
+        Mirroring::VxlanTunnelKey(Pelix::IpGenAddr(), Pelix::IpGenAddr(), 5000u + static_cast<uint32_t>(i), 4789, L3::VrfName("red")));
+  }
+  link.drain();
+  const auto& mirror = link.mirrorAs<MirroringGreTunnelStatus>();
+  ASSERT_EQ(mirror.greTunnel().size(), 3u);
+  ASSERT_EQ(mirror.vxlanTunnel().size(), 3u);
+  auto gre2 = mirror.greTunnel(IntfId("Tunnel2"));
+  ASSERT_TRUE(gre2);
+  EXPECT_EQ(gre2->tunnelId(), OrvTunnelId(2));
+  EXPECT_EQ(gre2->nextHopInfoColl(), hops);
+  EXPECT_EQ(mirror.vxlanTunnel(IntfId("Tunnel3"))->tunnelParams().vni(), 5003u);
+}
+
+}  // namespace

@@ -1,0 +1,176 @@
+// Routing switches, the VRF table status with its FIB-table view, the export flags and the prefix
+// counter configuration: what an agent sees through setters and announcements, and what a mirror
+// receives over the attribute log.
+#include <Orv/OrvOpenConfigTypes.h>
+#include <Orv/OrvPrefixCounterCliConfig.h>
+#include <Orv/OrvRoutingState.h>
+#include <Orv/VrfTableTypes.h>
+
+#include "MirrorTestSupport.h"
+
+#include <Lumo/Publisher.h>
+#include <Vem/GenericIf.h>
+#include <Vem/NboAttrLog.h>
+#include <Vem/Registry.h>
+#include <Vem/TextForm.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Orv;
+
+// Counts announcements per attribute id.
+class Announcements : public Lumo::Subscriber {
+ public:
+  explicit Announcements(Vem::Entity& e) : entity_(e) { entity_.publisher().subscriberAdd(this); }
+  ~Announcements() override { entity_.publisher().subscriberDel(this); }
+  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
+  std::vector<Lumo::AttributeId> ids;
+
+ private:
+  Vem::Entity& entity_;
+};
+
+TEST(RoutingState, FlagsCompareOneByOneAndTravelAsFiveBytes) {
+  RoutingState all;
+  EXPECT_EQ(all, RoutingState());
+  EXPECT_FALSE(all);
+  using Setter = void (RoutingState::*)(bool);
+  const Setter setters[] = {&RoutingState::routingEnabledIs, &RoutingState::routing6EnabledIs,
+                            &RoutingState::multicastRoutingEnabledIs, &RoutingState::multicastRouting6EnabledIs,
+                            &RoutingState::mplsRoutingEnabledIs};
+  for (Setter set : setters) {
+    RoutingState one;
+    (one.*set)(true);
+    EXPECT_NE(one, RoutingState());
+    EXPECT_TRUE(one);
+    EXPECT_EQ(Vem::strepToValue<RoutingState>(one.stringValue().view()), one) << one.stringValue().stdString();
+    (all.*set)(true);
+  }
+  std::string bytes;
+  Vem::NboAttrLog::Out out(bytes);
+  out << all;
+  EXPECT_EQ(bytes, std::string(5, '\1'));
+  EXPECT_EQ(attrLogSize(&all), 5u);
+  EXPECT_EQ(all.stringValue().stdString(),
+            "Orv::RoutingState(routingEnabled=true, routing6Enabled=true, multicastRoutingEnabled=true, "
+            "multicastRouting6Enabled=true, mplsRoutingEnabled=true)");
+}
+
+TEST(RoutingState, GenericInterfaceRefusesToHashItAndTheModuleNamesNoForeignType) {
+  const Vem::VemType t = RoutingState::vemType();
+  EXPECT_EQ(Vem::GenericIfImpl::valueMethods(t)->hash, nullptr);
+  // Only built-in types are used: neither module has a type-reference table.
+  EXPECT_EQ(t.module()->typeRefs, nullptr);
+  EXPECT_EQ(OcAftExportFlags::vemType().module()->typeRefs, nullptr);
+}
+
+TEST(VrfTableStatus, FibTableViewAnswersZeroAndWritesThroughToTheNameSet) {
+  auto status = VrfTableStatusIs(Lumo::String("vrfs"));
+  Announcements seen(*status);
+  const L3::VrfName red("red");
+  EXPECT_EQ(status->vrfNameToFibTableId(red).value(), 0u) << "a VRF never added";
+  status->vrfNameToFibTableIdIs(red, Drove::Fib::TableId(5));
+  EXPECT_TRUE(status->vrfNameHas(red));
+  EXPECT_EQ(status->vrfNameToFibTableId(red).value(), 0u) << "the table id given is ignored";
+  status->vrfNameToFibTableIdIs(red, Drove::Fib::TableId(7));
+  EXPECT_EQ(seen.ids, (std::vector<Lumo::AttributeId>{259})) << "added once, announced under the set's id";
+  EXPECT_EQ(status->vrfNameToFibTableIdDel(red).value(), 0u);
+  EXPECT_FALSE(status->vrfNameHas(red));
+  EXPECT_EQ(seen.ids, (std::vector<Lumo::AttributeId>{259, 259}));
+  EXPECT_EQ(status->getDefaultVrfTableId().value(), 0u);
+  EXPECT_THROW(L3::VrfName(std::string(101, 'v')), Vem::RangeException);
+}
+
+TEST(VrfTableStatus, ViewIsRegisteredWithoutStorageAndNeverLogged) {
+  const Vem::VemType t = VrfTableStatus::vemType();
+  const Vem::MemberRecord* view = t.memberByName("vrfNameToFibTableId");
+  ASSERT_NE(view, nullptr);
+  EXPECT_EQ(view->attributeId, 260);
+  EXPECT_EQ(view->flagsA & Vem::MemberFlagsA::entityAttribute, 0);
+  EXPECT_EQ(view->flagsA & Vem::MemberFlagsA::stored, 0);
+  EXPECT_EQ(t.memberByName("getDefaultVrfTableId")->attributeId, 261);
+
+  MirrorTest::Pair pair;
+  auto status = VrfTableStatusIs(Lumo::String("vrfs"));
+  status->orvL3UnicastRunningIs(true);
+  status->vrfNameToFibTableIdIs(L3::VrfName::defaultVrf(), Drove::Fib::TableId(3));
+  status->vrfNameIs(L3::VrfName("blue"));
+  pair.sender.attach(status);
+  pair.drain();
+  const auto& mirror = pair.mirrorAs<VrfTableStatus>();
+  EXPECT_TRUE(mirror.orvL3UnicastRunning());
+  EXPECT_EQ(mirror.vrfName().size(), 2u);
+  EXPECT_TRUE(mirror.vrfNameHas(L3::VrfName::defaultVrf()));
+  status->vrfNameToFibTableIdDel(L3::VrfName("blue"));
+  pair.drain();
+  EXPECT_FALSE(mirror.vrfNameHas(L3::VrfName("blue")));
+}
+
+TEST(OcAftExportFlags, ExportEnabledWhenAnyTableIsExported) {
+  auto flags = OcAftExportFlagsIs(Lumo::String("oc"));
+  for (int bits = 0; bits < 8; ++bits) {
+    flags->ocAftV4ExportEnabledIs(bits & 1);
+    flags->ocAftV6ExportEnabledIs(bits & 2);
+    flags->ocAftMplsExportEnabledIs(bits & 4);
+    EXPECT_EQ(flags->ocAftExportEnabled(), bits != 0) << bits;
+  }
+  Announcements seen(*flags);
+  flags->ocAftV6ExportEnabledIs(true);  // already set by the last round
+  flags->ocAftV4ExportEnabledIs(false);
+  EXPECT_EQ(seen.ids, (std::vector<Lumo::AttributeId>{258}));
+}
+
+TEST(PrefixCounterCliConfig, ChildrenAreKeyedByVrfAndLengthsAreASet) {
+  auto config = prefixCounterCliConfigFactory(Lumo::String("counters"));
+  Announcements onConfig(*config);
+  auto red = config->vrfPrefixLensIs(L3::VrfName("red"));
+  EXPECT_EQ(config->vrfPrefixLensIs(L3::VrfName("red")).get(), red.get());
+  EXPECT_EQ(red->vrfName(), L3::VrfName("red"));
+  EXPECT_EQ(red->parent(), config.get());
+  EXPECT_EQ(onConfig.ids, (std::vector<Lumo::AttributeId>{258}));
+  EXPECT_FALSE(config->vrfPrefixLens(L3::VrfName("blue")));
+
+  Announcements onRed(*red);
+  red->prefixLenIs(24);
+  red->prefixLenIs(24);
+  red->prefixLenIs(32);
+  EXPECT_EQ(red->prefixLen().size(), 2u);
+  EXPECT_TRUE(red->prefixLenDel(24));
+  EXPECT_FALSE(red->prefixLenDel(24));
+  EXPECT_EQ(onRed.ids, (std::vector<Lumo::AttributeId>{259, 259, 259}));
+
+  // Keyed by its VRF, not by a name: no nameString, attributes from 258.
+  const Vem::VemType t = CountedPrefixLens::vemType();
+  EXPECT_EQ(t.memberByName("nameString"), nullptr);
+  EXPECT_EQ(t.memberByName("vrfName")->attributeId, 258);
+}
+
+TEST(PrefixCounterCliConfig, MirrorReceivesChildrenAndTheirLengths) {
+  MirrorTest::Pair pair(64);  // little room: the state arrives over several resumes
+  auto config = PrefixCounterCliConfigIs(Lumo::String("counters"));
+  config->primaryBackupDedicatedIs(true);
+  for (const char* vrf : {"default", "red", "blue"}) {
+    auto lens = config->vrfPrefixLensIs(L3::VrfName(vrf));
+    for (uint8_t len : {8, 16, 24}) lens->prefixLenIs(len);
+  }
+  pair.sender.attach(config);
+  pair.drain();
+  config->vrfPrefixLensDel(L3::VrfName("blue"));
+  config->vrfPrefixLens(L3::VrfName("red"))->prefixLenDel(16);
+  pair.drain();
+  const auto& mirror = pair.mirrorAs<PrefixCounterCliConfig>();
+  EXPECT_TRUE(mirror.primaryBackupDedicated());
+  EXPECT_EQ(mirror.vrfPrefixLens().size(), 2u);
+  auto red = mirror.vrfPrefixLens(L3::VrfName("red"));
+  ASSERT_TRUE(red);
+  EXPECT_EQ(red->prefixLen().size(), 2u);
+  EXPECT_FALSE(red->prefixLenHas(16));
+  EXPECT_EQ(mirror.vrfPrefixLens(L3::VrfName("default"))->prefixLen().size(), 3u);
+}
+
+}  // namespace
