@@ -107,6 +107,8 @@ TEST_F(CompilerTest, DerivedValuesAndHandWrittenParts) {
   EXPECT_NE(out.source.find(": B(a), d_(d) {"), std::string::npos);
 
   EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8;\n method stringValue(n : U8) : Vem::String; stream stringValue; } }"),
+            "vem:4: stringValue takes no parameters and returns Vem::String");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8; stream stringValue; } }"),
             "vem:3: 'stream stringValue' needs a member 'stringValue' of type Vem::String without parameters");
   EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8; text handwritten;\n stream stringValue; computed stringValue : Vem::String; } }"),
             "vem:3: with 'text handwritten' the stream output is already written by hand");
