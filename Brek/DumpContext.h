@@ -9,8 +9,8 @@
 
 namespace Brek {
 
-// Where human-readable dumps go: a caller's stream (not owned) or a string kept here. Dump routines
-// receive the context as const; writing is still allowed because the sink is not part of its value.
+/// Where human-readable dumps go: a caller's stream (not owned) or a string kept here. Dump routines
+/// receive the context as const; writing is still allowed because the sink is not part of its value.
 class DumpContext : public Lumo::Node {
 public:
   DumpContext() noexcept = default;                       // collects into str()
@@ -26,7 +26,7 @@ private:
   mutable std::string text_;
 };
 
-// printf into the context; a null context discards the output.
+/// printf into the context; a null context discards the output.
 void _objDumpPrintf(const Lumo::Ptr<const DumpContext>& ctx, const char* fmt, ...)
     __attribute__((format(printf, 2, 3)));
 

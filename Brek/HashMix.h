@@ -7,14 +7,14 @@
 
 namespace Brek {
 
-// A 32-bit hash accumulator fed byte by byte.
-//
-// Integers are fed as their little-endian bytes (their memory order on our targets): mix(uint16_t)
-// feeds 2 bytes, mix(uint64_t) 8. The accumulator is a pure byte stream: any split of the same byte
-// sequence into mix() and mixBytes() calls gives the same result, so a key's hash does not depend on
-// how its fields were chunked. Each complete 4-byte word gets one multiply-rotate round; result()
-// folds in the pending tail bytes and the total length, then avalanches. Only fixed-width arithmetic
-// is used, so 32- and 64-bit builds agree bit for bit. The length is counted modulo 2^32.
+/// A 32-bit hash accumulator fed byte by byte.
+///
+/// Integers are fed as their little-endian bytes (their memory order on our targets): mix(uint16_t)
+/// feeds 2 bytes, mix(uint64_t) 8. The accumulator is a pure byte stream: any split of the same byte
+/// sequence into mix() and mixBytes() calls gives the same result, so a key's hash does not depend on
+/// how its fields were chunked. Each complete 4-byte word gets one multiply-rotate round; result()
+/// folds in the pending tail bytes and the total length, then avalanches. Only fixed-width arithmetic
+/// is used, so 32- and 64-bit builds agree bit for bit. The length is counted modulo 2^32.
 class HashMix {
 public:
   explicit HashMix(uint32_t seed = 0) noexcept : hash_(seed) {}
@@ -62,7 +62,7 @@ private:
     hash_ = hash_ * 5 + 0xe6546b64u;
   }
 
-  // Appends the low `bytes` (1..4) bytes of v; v has no bits above them.
+  /// Appends the low `bytes` (1..4) bytes of v; v has no bits above them.
   void feed(uint32_t v, uint32_t bytes) noexcept {
     const uint32_t have = length_ & 3;
     length_ += bytes;

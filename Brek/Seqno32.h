@@ -7,9 +7,9 @@
 
 namespace Brek {
 
-// A 32-bit sequence number that wraps. Ordering compares by signed distance, so a number just past the
-// wrap is still "after" one just before it. Two numbers exactly 2^31 apart are each "before" the other:
-// keep live numbers within half the range, and there is deliberately no operator<=>.
+/// A 32-bit sequence number that wraps. Ordering compares by signed distance, so a number just past the
+/// wrap is still "after" one just before it. Two numbers exactly 2^31 apart are each "before" the other:
+/// keep live numbers within half the range, and there is deliberately no operator<=>.
 class Seqno32 {
 public:
   constexpr Seqno32() noexcept = default;
@@ -42,7 +42,7 @@ public:
 
   friend std::ostream& operator<<(std::ostream& os, Seqno32 s) { return os << s.value_; }
 
-  // The number's 4 bytes through the byte-mixing accumulator.
+  /// The number's 4 bytes through the byte-mixing accumulator.
   uint32_t hash() const noexcept {
     HashMix h;
     h.mix(value_);

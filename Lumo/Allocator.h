@@ -24,11 +24,11 @@
 
 namespace Lumo {
 
-// Exact-size block pool: requests are rounded up to a multiple of 8 and each size class keeps a LIFO
-// free list. Blocks are carved from 16 KiB slabs shared by all classes; the tail of a slab too short
-// for a request becomes a free block of its own size. Every block is 8-byte aligned on 32- and 64-bit
-// builds. Requests above kMaxBlockSize go straight to operator new. Free lists are guarded by a
-// spinlock only in thread-safe mode (ThreadControl::tsp_).
+/// Exact-size block pool: requests are rounded up to a multiple of 8 and each size class keeps a LIFO
+/// free list. Blocks are carved from 16 KiB slabs shared by all classes; the tail of a slab too short
+/// for a request becomes a free block of its own size. Every block is 8-byte aligned on 32- and 64-bit
+/// builds. Requests above kMaxBlockSize go straight to operator new. Free lists are guarded by a
+/// spinlock only in thread-safe mode (ThreadControl::tsp_).
 class SlabPool {
 public:
   static constexpr std::size_t kGranule = 8;
@@ -42,8 +42,8 @@ public:
   void* allocate(std::size_t size);
   void deallocate(void* p, std::size_t size) noexcept;
 
-  // Hands every slab back to the system. Only when no block from this pool is in use; the
-  // process-wide pool never does it.
+  /// Hands every slab back to the system. Only when no block from this pool is in use; the
+  /// process-wide pool never does it.
   void releaseSlabs() noexcept;
   std::size_t slabCount() const noexcept { return slabCount_; }
 
@@ -74,8 +74,8 @@ private:
   std::atomic_flag lock_;
 };
 
-// The process-wide pool. Its memory is never returned to the system: freed blocks wait for reuse by
-// the same size class.
+/// The process-wide pool. Its memory is never returned to the system: freed blocks wait for reuse by
+/// the same size class.
 class SlabAllocator {
 public:
   static constexpr bool kBypassesSlabs = LUMO_SLAB_BYPASS != 0;
@@ -84,13 +84,13 @@ public:
   static void deallocate(void* p, std::size_t size) noexcept;
 };
 
-// Per-type allocation counters. Generated classes hold one as a static and route their operator
-// new/delete through it. Each tracker links itself into a process-wide list when constructed, without
-// allocating, so a shell can list them all. The list head is a constant-initialised pointer, so
-// trackers constructed during any other static initialisation see a valid list.
+/// Per-type allocation counters. Generated classes hold one as a static and route their operator
+/// new/delete through it. Each tracker links itself into a process-wide list when constructed, without
+/// allocating, so a shell can list them all. The list head is a constant-initialised pointer, so
+/// trackers constructed during any other static initialisation see a valid list.
 class AllocationTracker {
 public:
-  // A tracker with a null name counts but is not listed.
+  /// A tracker with a null name counts but is not listed.
   explicit constexpr AllocationTracker(const char* typeName) noexcept : name_(typeName) {
     if (typeName != nullptr) link();
   }
@@ -114,8 +114,8 @@ public:
   uint64_t freed() const noexcept { return freed_.load(std::memory_order_relaxed); }
   uint64_t live() const noexcept { return allocated() - freed(); }
 
-  // Visits the listed trackers, most recently constructed first. Not to be run while a library
-  // holding trackers is being loaded or unloaded.
+  /// Visits the listed trackers, most recently constructed first. Not to be run while a library
+  /// holding trackers is being loaded or unloaded.
   template <class Fn>
   static void forEach(Fn&& fn) {
     for (const AllocationTracker* t = head_; t != nullptr; t = t->next_) fn(*t);

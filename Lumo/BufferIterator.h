@@ -20,8 +20,8 @@ private:
   std::size_t wanted_;
 };
 
-// Bounded read cursor over network-byte-order (big-endian) records. A read that does not fit throws
-// BufferOverrun and leaves the cursor where it was.
+/// Bounded read cursor over network-byte-order (big-endian) records. A read that does not fit throws
+/// BufferOverrun and leaves the cursor where it was.
 class BufferIterator {
 public:
   BufferIterator(const uint8_t* data, std::size_t size) noexcept : data_(data), size_(size) {}
@@ -38,7 +38,7 @@ public:
   uint32_t u32() { return static_cast<uint32_t>(bigEndian(4)); }
   uint64_t u64() { return bigEndian(8); }
 
-  // The next n bytes, pointing into the buffer.
+  /// The next n bytes, pointing into the buffer.
   std::string_view bytes(std::size_t n) {
     const uint8_t* p = take(n);
     return {reinterpret_cast<const char*>(p), n};
@@ -68,7 +68,7 @@ private:
   std::size_t pos_ = 0;
 };
 
-// Appends big-endian integers and raw bytes to a caller's string.
+/// Appends big-endian integers and raw bytes to a caller's string.
 class BufferWriter {
 public:
   explicit BufferWriter(std::string& out) noexcept : out_(out) {}

@@ -1,6 +1,7 @@
-// Handles of the generic interface: a field descriptor names one member of one type (the owner's member
-// table and, in the upper 16 bits of its word, the member's index there); a null descriptor addresses the
-// value as a whole. A type descriptor is a type's identity (module descriptor and index).
+/// \file
+/// Handles of the generic interface: a field descriptor names one member of one type (the owner's member
+/// table and, in the upper 16 bits of its word, the member's index there); a null descriptor addresses the
+/// value as a whole. A type descriptor is a type's identity (module descriptor and index).
 #pragma once
 
 #include <cstdint>

@@ -8,10 +8,10 @@
 
 namespace Lumo {
 
-// Base of every reference-counted object. The count lives in one 32-bit word shared with two flag
-// bits: the count takes bits 0-28 and bit 31, flags take bits 29 and 30. Counting carries from bit 28
-// straight into bit 31 (and borrows back) without ever changing the flags. A new node has one user:
-// the pointer that created it. When the last user goes, lastUserGone() runs (by default it deletes).
+/// Base of every reference-counted object. The count lives in one 32-bit word shared with two flag
+/// bits: the count takes bits 0-28 and bit 31, flags take bits 29 and 30. Counting carries from bit 28
+/// straight into bit 31 (and borrows back) without ever changing the flags. A new node has one user:
+/// the pointer that created it. When the last user goes, lastUserGone() runs (by default it deletes).
 class Node {
 public:
   static constexpr uint32_t kUseCountMask = 0x9fffffff;
@@ -56,7 +56,7 @@ public:
     if ((after & kUseCountMask) == 0) const_cast<Node*>(this)->lastUserGone();
   }
 
-  // `bit` is kNodeFlag29, kNodeFlag30 or both.
+  /// `bit` is kNodeFlag29, kNodeFlag30 or both.
   bool nodeFlag(uint32_t bit) const noexcept {
     assert((bit & ~kFlagBits) == 0);
     return (loadWord() & bit) != 0;
@@ -75,7 +75,7 @@ public:
     word_ = on ? (word_ | bit) : (word_ & ~bit);
   }
 
-  // The count arithmetic on a raw word, exposed for tests and for code that packs the same layout.
+  /// The count arithmetic on a raw word, exposed for tests and for code that packs the same layout.
   static constexpr uint32_t countOf(uint32_t w) noexcept {
     return (w & 0x1fffffff) | ((w & 0x80000000) != 0 ? 0x20000000 : 0);
   }
@@ -96,8 +96,8 @@ private:
     return word_;
   }
 
-  // Plain member (not std::atomic) so a node is a vtable pointer plus one 32-bit word; atomic access
-  // goes through std::atomic_ref in thread-safe mode.
+  /// Plain member (not std::atomic) so a node is a vtable pointer plus one 32-bit word; atomic access
+  /// goes through std::atomic_ref in thread-safe mode.
   mutable uint32_t word_;
 };
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-// Protocol-buffer wire primitives: varints, tags, fixed-width and length-delimited fields.
+/// Protocol-buffer wire primitives: varints, tags, fixed-width and length-delimited fields.
 namespace Lumo::Pb {
 
 enum class WireType : uint8_t { varint = 0, fixed64 = 1, lengthDelimited = 2, fixed32 = 5 };
@@ -32,7 +32,7 @@ constexpr int32_t zigzagDecode32(uint32_t v) noexcept {
   return static_cast<int32_t>(v >> 1) ^ -static_cast<int32_t>(v & 1);
 }
 
-// Appends encoded fields to a caller's string. Field numbers must be 1 .. kMaxFieldNumber.
+/// Appends encoded fields to a caller's string. Field numbers must be 1 .. kMaxFieldNumber.
 class Writer {
 public:
   explicit Writer(std::string& out) noexcept : out_(out) {}
@@ -87,8 +87,8 @@ private:
   std::string& out_;
 };
 
-// Decodes from a caller's buffer. Never reads past it: truncated or malformed input throws DecodeError
-// naming the offset, and leaves the read position where the failed item began.
+/// Decodes from a caller's buffer. Never reads past it: truncated or malformed input throws DecodeError
+/// naming the offset, and leaves the read position where the failed item began.
 class Reader {
 public:
   Reader(const void* data, std::size_t size) noexcept
@@ -105,12 +105,12 @@ public:
     return varintSlow();
   }
   int64_t sint64() { return zigzagDecode64(varint()); }
-  // The field number and wire type of the next field; refuses field number 0 and group or unknown
-  // wire types.
+  /// The field number and wire type of the next field; refuses field number 0 and group or unknown
+  /// wire types.
   std::pair<uint32_t, WireType> tag();
   uint32_t fixed32() { return static_cast<uint32_t>(fixedLittleEndian(4)); }
   uint64_t fixed64() { return fixedLittleEndian(8); }
-  // The payload of a length-delimited field, pointing into the buffer.
+  /// The payload of a length-delimited field, pointing into the buffer.
   std::string_view bytes();
   void skip(WireType type);
 

@@ -8,20 +8,20 @@
 
 namespace Lumo {
 
-// Owning pointer to a Node (or anything with const useCountInc()/useCountDec()): every non-null Ptr
-// is one user. Copies add a user, moves transfer it.
+/// Owning pointer to a Node (or anything with const useCountInc()/useCountDec()): every non-null Ptr
+/// is one user. Copies add a user, moves transfer it.
 template <class T>
 class Ptr {
 public:
   Ptr() noexcept = default;
   Ptr(std::nullptr_t) noexcept {}
 
-  // Adds a user: for making an owner out of `this` or another raw pointer that already has owners.
+  /// Adds a user: for making an owner out of `this` or another raw pointer that already has owners.
   explicit Ptr(T* p) noexcept : p_(p) {
     if (p_) p_->useCountInc();
   }
 
-  // Takes over the user a fresh object was created with, leaving the count as it is.
+  /// Takes over the user a fresh object was created with, leaving the count as it is.
   static Ptr adopt(T* p) noexcept {
     Ptr r;
     r.p_ = p;
@@ -64,7 +64,7 @@ public:
 
   void swap(Ptr& o) noexcept { std::swap(p_, o.p_); }
   void reset() noexcept { Ptr().swap(*this); }
-  // Gives up ownership without touching the count; the caller now holds that user.
+  /// Gives up ownership without touching the count; the caller now holds that user.
   T* release() noexcept { return std::exchange(p_, nullptr); }
 
   T* ptr() const noexcept { return p_; }

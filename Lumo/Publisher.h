@@ -8,19 +8,19 @@ namespace Lumo {
 using AttributeId = uint16_t;
 using KeyEqualityFn = bool (*)(const void*, const void*);
 
-// Receives an entity's announcements: which attribute changed, its key (null for a singleton
-// attribute) and its old value (null when there was none).
+/// Receives an entity's announcements: which attribute changed, its key (null for a singleton
+/// attribute) and its old value (null when there was none).
 class Subscriber {
 public:
   virtual ~Subscriber();
   virtual void onChange(AttributeId attributeId, const void* key, const void* oldValue) = 0;
 };
 
-// An entity's subscriber list. Costs one null pointer until the first subscriber arrives and is freed
-// again when the last one leaves. Subscribers are called in subscription order on the publishing
-// thread. Calls may change the list and publish again (recursively): a subscriber removed before its
-// turn is not called, one added during a publish waits for the next, and nobody is called twice. The
-// publisher must outlive its own publishChangeRecursive() calls.
+/// An entity's subscriber list. Costs one null pointer until the first subscriber arrives and is freed
+/// again when the last one leaves. Subscribers are called in subscription order on the publishing
+/// thread. Calls may change the list and publish again (recursively): a subscriber removed before its
+/// turn is not called, one added during a publish waits for the next, and nobody is called twice. The
+/// publisher must outlive its own publishChangeRecursive() calls.
 class Publisher {
 public:
   Publisher() noexcept = default;
@@ -29,14 +29,14 @@ public:
   Publisher& operator=(const Publisher&) = delete;
 
   bool empty() const noexcept { return list_ == nullptr; }
-  // A subscriber added twice is called twice; subscriberDel removes its earliest entry. Removing one
-  // that is not subscribed does nothing.
+  /// A subscriber added twice is called twice; subscriberDel removes its earliest entry. Removing one
+  /// that is not subscribed does nothing.
   void subscriberAdd(Subscriber* s);
   void subscriberDel(Subscriber* s) noexcept;
   std::size_t subscriberCount() const noexcept;
 
-  // keyEquality (two keys of the attribute, or null for singletons) is part of the generated
-  // setters' calling convention; dispatching to subscribers does not need it.
+  /// keyEquality (two keys of the attribute, or null for singletons) is part of the generated
+  /// setters' calling convention; dispatching to subscribers does not need it.
   void publishChangeRecursive(AttributeId attributeId, const void* key, const void* oldValue,
                               KeyEqualityFn keyEquality) const;
 

@@ -14,10 +14,10 @@
 
 namespace Lumo {
 
-// The one string type: immutable bytes (NUL allowed inside) behind a single pointer. The empty string
-// is a null pointer and allocates nothing; any other value points to a shared heap block holding a
-// use count, the size and the bytes followed by a NUL. Copying shares the block; moving leaves the
-// source empty. Ordering is by unsigned bytes, a proper prefix first.
+/// The one string type: immutable bytes (NUL allowed inside) behind a single pointer. The empty string
+/// is a null pointer and allocates nothing; any other value points to a shared heap block holding a
+/// use count, the size and the bytes followed by a NUL. Copying shares the block; moving leaves the
+/// source empty. Ordering is by unsigned bytes, a proper prefix first.
 class String {
 public:
   String() noexcept = default;
@@ -53,10 +53,10 @@ public:
   std::string stdString() const { return std::string(data(), size()); }
   char operator[](std::size_t i) const noexcept { return data()[i]; }
 
-  // Hook for string types with a length limit.
+  /// Hook for string types with a length limit.
   bool lengthWithin(std::size_t maxLength) const noexcept { return size() <= maxLength; }
 
-  // True when both share one block (or both are empty): copies do, equal strings built apart do not.
+  /// True when both share one block (or both are empty): copies do, equal strings built apart do not.
   bool sharesBytesWith(const String& o) const noexcept { return block_ == o.block_; }
 
   friend bool operator==(const String& a, const String& b) noexcept {

@@ -1,8 +1,9 @@
-// The backup store: a copy of chosen collections kept outside the entity, byte for byte, so that an
-// agent can rebuild them after a restart. A backup adapter subscribes to an entity and mirrors every
-// change of the collections its type lists in `T::VemBackup` into the store (the key's bytes as held in
-// memory, and the entry's); reconstructFromBackup() refills those collections from the store through
-// their setters, with mirroring switched off so that nothing is written back.
+/// \file
+/// The backup store: a copy of chosen collections kept outside the entity, byte for byte, so that an
+/// agent can rebuild them after a restart. A backup adapter subscribes to an entity and mirrors every
+/// change of the collections its type lists in `T::VemBackup` into the store (the key's bytes as held in
+/// memory, and the entry's); reconstructFromBackup() refills those collections from the store through
+/// their setters, with mirroring switched off so that nothing is written back.
 #pragma once
 
 #include <Lumo/Ptr.h>
@@ -23,8 +24,8 @@
 
 namespace Vem {
 
-// An entry of the store whose size is not that of the type it must hold: the store was written by
-// another definition of the type, or damaged. "backup size mismatch: L2Rib::ObjTuple is 8 bytes, not 7"
+/// An entry of the store whose size is not that of the type it must hold: the store was written by
+/// another definition of the type, or damaged. "backup size mismatch: L2Rib::ObjTuple is 8 bytes, not 7"
 class BackupSizeMismatch : public RangeException {
  public:
   using RangeException::RangeException;
@@ -34,14 +35,14 @@ class BackupSizeMismatch : public RangeException {
 class BackupStore {
  public:
   void set(AttributeId attribute, std::string_view key, std::string_view value);
-  // True when the key was there.
+  /// True when the key was there.
   bool del(AttributeId attribute, std::string_view key);
-  // The keys held under the attribute, in byte order.
+  /// The keys held under the attribute, in byte order.
   std::vector<std::string> keys(AttributeId attribute) const;
   std::optional<std::string> get(AttributeId attribute, std::string_view key) const;
   std::size_t size() const noexcept;
 
-  // Whether adapters write changes into the store; a restore switches it off while it runs.
+  /// Whether adapters write changes into the store; a restore switches it off while it runs.
   bool mirroring() const noexcept { return mirroring_; }
   void mirroringIs(bool on) noexcept { mirroring_ = on; }
 
@@ -93,7 +94,7 @@ X fromBytes(std::string_view bytes, std::string_view typeName) {
   return x;
 }
 
-// The name a size-mismatch error gives a stored type.
+/// The name a size-mismatch error gives a stored type.
 template <class X>
 std::string_view typeNameOf() noexcept {
   if constexpr (requires { X::vemTypeName; })
@@ -104,7 +105,7 @@ std::string_view typeNameOf() noexcept {
 
 }  // namespace BackupImpl
 
-// Mirrors an entity's backed-up collections into a store while it is subscribed.
+/// Mirrors an entity's backed-up collections into a store while it is subscribed.
 template <class T>
 class BackupAdapter final : public Lumo::Subscriber {
  public:
@@ -138,9 +139,9 @@ class BackupAdapter final : public Lumo::Subscriber {
   BackupStore& store_;
 };
 
-// Refills the entity's backed-up collections from the store through their setters (so the entity
-// announces each entry). Mirroring is off meanwhile and is switched back on however the restore ends.
-// An entry of the wrong size raises BackupSizeMismatch; entries restored before it stay.
+/// Refills the entity's backed-up collections from the store through their setters (so the entity
+/// announces each entry). Mirroring is off meanwhile and is switched back on however the restore ends.
+/// An entry of the wrong size raises BackupSizeMismatch; entries restored before it stay.
 template <class T>
 void reconstructFromBackup(T& entity, BackupStore& store) {
   struct MirroringOff {

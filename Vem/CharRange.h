@@ -1,4 +1,5 @@
-// The text cursor that parsers consume. It never reads outside [begin, end).
+/// \file
+/// The text cursor that parsers consume. It never reads outside [begin, end).
 #pragma once
 
 #include <cstddef>
@@ -15,21 +16,21 @@ class CharRange {
   constexpr bool atEnd() const noexcept { return pos_ == end_; }
   constexpr std::size_t remaining() const noexcept { return static_cast<std::size_t>(end_ - pos_); }
   constexpr std::size_t offset() const noexcept { return static_cast<std::size_t>(pos_ - begin_); }
-  // The next character, or '\0' at the end.
+  /// The next character, or '\0' at the end.
   constexpr char peek() const noexcept { return pos_ == end_ ? '\0' : *pos_; }
   constexpr std::string_view rest() const noexcept { return {pos_, remaining()}; }
   constexpr void advance(std::size_t n) noexcept { pos_ += n < remaining() ? n : remaining(); }
   constexpr char next() noexcept { return pos_ == end_ ? '\0' : *pos_++; }
 
-  // Consumes `literal` if the text continues with it.
+  /// Consumes `literal` if the text continues with it.
   constexpr bool consume(std::string_view literal) noexcept {
     if (rest().substr(0, literal.size()) != literal) return false;
     pos_ += literal.size();
     return true;
   }
-  // Consumes `literal` or raises a RangeException naming what was expected and where.
+  /// Consumes `literal` or raises a RangeException naming what was expected and where.
   void expect(std::string_view literal);
-  // Raises a RangeException "<what> at offset N".
+  /// Raises a RangeException "<what> at offset N".
   [[noreturn]] void fail(std::string_view what) const;
 
  private:

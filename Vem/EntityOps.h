@@ -1,6 +1,7 @@
-// The operations generated entity setters are made of: compare first, change, then announce the change
-// (attribute id, key or none, old value or none) to the entity's subscribers, on the calling thread.
-// Generated code calls these with its own fields, so every entity type behaves alike.
+/// \file
+/// The operations generated entity setters are made of: compare first, change, then announce the change
+/// (attribute id, key or none, old value or none) to the entity's subscribers, on the calling thread.
+/// Generated code calls these with its own fields, so every entity type behaves alike.
 #pragma once
 
 #include <Lumo/Ptr.h>
@@ -14,7 +15,7 @@
 
 namespace Vem {
 
-// The key type's equality, as announcements carry it.
+/// The key type's equality, as announcements carry it.
 template <class K>
 bool keyEquality(const void* a, const void* b) {
   return ValueTraits<K>::equal(*static_cast<const K*>(a), *static_cast<const K*>(b));
@@ -26,7 +27,7 @@ inline void announce(const Entity& e, AttributeId id, const void* key, const voi
   if (!p.empty()) p.publishChangeRecursive(id, key, oldValue, keyEq);
 }
 
-// Scalar attribute: store and announce only a real change.
+/// Scalar attribute: store and announce only a real change.
 template <class T>
 void scalarSet(const Entity& e, T& field, const T& value, AttributeId id) {
   if (ValueTraits<T>::equal(field, value)) return;
@@ -35,7 +36,7 @@ void scalarSet(const Entity& e, T& field, const T& value, AttributeId id) {
   announce(e, id, nullptr, &old, nullptr);
 }
 
-// Counter: adds modulo the attribute's width, announces a real change, returns the new value.
+/// Counter: adds modulo the attribute's width, announces a real change, returns the new value.
 template <class T>
 T counterInc(const Entity& e, T& field, T step, AttributeId id, bool announces = true) {
   T next = static_cast<T>(field + step);
@@ -47,7 +48,7 @@ T counterInc(const Entity& e, T& field, T step, AttributeId id, bool announces =
   return next;
 }
 
-// Keyed collection entry: insert or replace; nothing happens when the stored value is already equal.
+/// Keyed collection entry: insert or replace; nothing happens when the stored value is already equal.
 template <class Map>
 void collectionSet(const Entity& e, Map& map, const typename Map::Key& key, const typename Map::Value& value,
                    AttributeId id) {
@@ -57,8 +58,8 @@ void collectionSet(const Entity& e, Map& map, const typename Map::Key& key, cons
   announce(e, id, &key, r == SetResult::replaced ? &old : nullptr, &keyEquality<typename Map::Key>);
 }
 
-// Removes a key; returns the removed value, or the value type's default when the key was absent (and
-// then announces nothing).
+/// Removes a key; returns the removed value, or the value type's default when the key was absent (and
+/// then announces nothing).
 template <class Map>
 typename Map::Value collectionDel(const Entity& e, Map& map, const typename Map::Key& key, AttributeId id) {
   typename Map::Value removed{};
@@ -67,7 +68,7 @@ typename Map::Value collectionDel(const Entity& e, Map& map, const typename Map:
   return removed;
 }
 
-// Every key, in iteration order, so that removals can be made one by one.
+/// Every key, in iteration order, so that removals can be made one by one.
 template <class Map>
 std::vector<typename Map::Key> collectionKeys(const Map& map) {
   std::vector<typename Map::Key> keys;
@@ -76,7 +77,7 @@ std::vector<typename Map::Key> collectionKeys(const Map& map) {
   return keys;
 }
 
-// Without subscribers the collection empties in one step; with them, key by key, each announced.
+/// Without subscribers the collection empties in one step; with them, key by key, each announced.
 template <class Map>
 void collectionDelAll(const Entity& e, Map& map, AttributeId id) {
   if (e.publisher().empty()) {
@@ -86,7 +87,7 @@ void collectionDelAll(const Entity& e, Map& map, AttributeId id) {
   for (const auto& key : collectionKeys(map)) collectionDel(e, map, key, id);
 }
 
-// Set membership: adding a present key changes nothing.
+/// Set membership: adding a present key changes nothing.
 template <class Set>
 void setInsert(const Entity& e, Set& set, const typename Set::Key& key, AttributeId id) {
   if (set.insert(key)) announce(e, id, &key, nullptr, &keyEquality<typename Set::Key>);
@@ -107,8 +108,8 @@ void setDelAll(const Entity& e, Set& set, AttributeId id) {
   for (const auto& key : collectionKeys(set)) setDel(e, set, key, id);
 }
 
-// Instantiating collection: returns the existing child (after `reconcile` has checked or applied the
-// further constructor arguments) or creates one with `make`, parents it, files it and announces it.
+/// Instantiating collection: returns the existing child (after `reconcile` has checked or applied the
+/// further constructor arguments) or creates one with `make`, parents it, files it and announces it.
 template <class Map, class Make, class Reconcile>
 typename Map::Value childIs(Entity& owner, Map& map, const typename Map::Key& key, AttributeId id, Make&& make,
                             Reconcile&& reconcile) {
@@ -123,8 +124,8 @@ typename Map::Value childIs(Entity& owner, Map& map, const typename Map::Key& ke
   return child;
 }
 
-// Removes a child: clears its parent, announces with the child as old value, returns it (null when the
-// key was absent). The child lives on while other pointers hold it.
+/// Removes a child: clears its parent, announces with the child as old value, returns it (null when the
+/// key was absent). The child lives on while other pointers hold it.
 template <class Map>
 typename Map::Value childDel(Entity& owner, Map& map, const typename Map::Key& key, AttributeId id) {
   typename Map::Value removed;
@@ -134,21 +135,21 @@ typename Map::Value childDel(Entity& owner, Map& map, const typename Map::Key& k
   return removed;
 }
 
-// Instantiating collections always empty key by key, so every child is released and every removal told.
+/// Instantiating collections always empty key by key, so every child is released and every removal told.
 template <class Map>
 void childDelAll(Entity& owner, Map& map, AttributeId id) {
   for (const auto& key : collectionKeys(map)) childDel(owner, map, key, id);
 }
 
-// At destruction: children that outlive their owner lose their parent link.
+/// At destruction: children that outlive their owner lose their parent link.
 template <class Map>
 void childrenRelease(Map& map) noexcept {
   for (auto it = map.begin(); it.valid(); it.next()) it.value()->parentIs(nullptr);
   map.clear();
 }
 
-// Instantiating singleton. A child under the same key is kept (its further arguments reconciled); a
-// different key replaces it: the old child is released and is the announcement's old value.
+/// Instantiating singleton. A child under the same key is kept (its further arguments reconciled); a
+/// different key replaces it: the old child is released and is the announcement's old value.
 template <class Child, class Key, class Make, class Reconcile>
 Lumo::Ptr<Child> singletonIs(Entity& owner, Lumo::Ptr<Child>& slot, AttributeId id, const Key& key, Make&& make,
                              Reconcile&& reconcile) {
@@ -173,7 +174,7 @@ Lumo::Ptr<Child> singletonDel(Entity& owner, Lumo::Ptr<Child>& slot, AttributeId
   return removed;
 }
 
-// Collection of references: files the entity under its name; filing the same entity again is no change.
+/// Collection of references: files the entity under its name; filing the same entity again is no change.
 template <class Map>
 void referenceSet(const Entity& e, Map& map, const typename Map::Value& entity, AttributeId id) {
   typename Map::Value old{};
@@ -183,7 +184,7 @@ void referenceSet(const Entity& e, Map& map, const typename Map::Value& entity, 
   announce(e, id, &key, r == SetResult::replaced ? &old : nullptr, &keyEquality<typename Map::Key>);
 }
 
-// Reads an entity's key (its name, or its first constructor attribute) for the collections that hold it.
+/// Reads an entity's key (its name, or its first constructor attribute) for the collections that hold it.
 template <class Child>
 struct EntityKey {
   static const auto& key(const Lumo::Ptr<Child>& child) noexcept { return child->vemKey(); }
@@ -191,7 +192,7 @@ struct EntityKey {
 template <class Child>
 using EntityNameKey = EntityKey<Child>;
 
-// Collection of values that carry their own key: files the value under that key.
+/// Collection of values that carry their own key: files the value under that key.
 template <class Map>
 void collectionSetValue(const Entity& e, Map& map, const typename Map::Key& key, const typename Map::Value& value,
                         AttributeId id) {

@@ -1,5 +1,6 @@
-// Forward declarations of the text and attribute-log types that every value type's header names in its
-// parser and log constructors, so that those headers stay light.
+/// \file
+/// Forward declarations of the text and attribute-log types that every value type's header names in its
+/// parser and log constructors, so that those headers stay light.
 #pragma once
 
 namespace Vem {

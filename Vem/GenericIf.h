@@ -1,5 +1,6 @@
-// Entry points through which tools that know no type at compile time build, print, parse and hash
-// values. The registration tables point at one methods table per type; these templates make them.
+/// \file
+/// Entry points through which tools that know no type at compile time build, print, parse and hash
+/// values. The registration tables point at one methods table per type; these templates make them.
 #pragma once
 
 #include <Lumo/Pb.h>
@@ -22,7 +23,7 @@ class TypeException : public std::logic_error {
 
 namespace GenericIfImpl {
 
-// The slots of a value-methods table, in their fixed order.
+/// The slots of a value-methods table, in their fixed order.
 struct ValueMethodsTable {
   void (*construct)(void* destination, const void* sourceOrNull);
   void (*destruct)(void* value);
@@ -34,12 +35,12 @@ struct ValueMethodsTable {
   void* (*voidPtrIs)(void* pointer, const VemType& toType, const VemType& fromType);
 };
 
-// Converts a pointer between related types: unchanged unless a polymorphic type is seen as a
-// non-polymorphic base, which starts after the virtual-table pointer.
+/// Converts a pointer between related types: unchanged unless a polymorphic type is seen as a
+/// non-polymorphic base, which starts after the virtual-table pointer.
 void* genericIfVoidPtrIs(void* pointer, const VemType& toType, const VemType& fromType);
 
-// Builds a value in place from pointers to its constructor parameters, in parameter order; the
-// constructor applies the type's constraints.
+/// Builds a value in place from pointers to its constructor parameters, in parameter order; the
+/// constructor applies the type's constraints.
 template <class T, class... P>
 void constructFromCtorArgs(void* destination, const void* const* arguments) {
   [&]<std::size_t... I>(std::index_sequence<I...>) {
@@ -80,8 +81,8 @@ struct GenericIfValueMethods {
       return fieldHash(v);
   }
 
-  // A value with no stored fields has nothing to hash, and one declared unhashable is never a key: the
-  // generic interface refuses their hash.
+  /// A value with no stored fields has nothing to hash, and one declared unhashable is never a key: the
+  /// generic interface refuses their hash.
   static constexpr bool hashable = [] {
     if constexpr (requires { T::vemUnhashable; })
       return !T::vemUnhashable;
@@ -91,8 +92,8 @@ struct GenericIfValueMethods {
       return true;
   }();
 
-  // Types with a protocol-buffers form: writes the value as one length-prefixed message, or reads one
-  // back from the buffer's start. Raises Lumo::Pb::DecodeError on malformed input.
+  /// Types with a protocol-buffers form: writes the value as one length-prefixed message, or reads one
+  /// back from the buffer's start. Raises Lumo::Pb::DecodeError on malformed input.
   static constexpr bool hasPbMessage = requires(T& v, Lumo::Pb::Writer& w, Lumo::Pb::Reader& r) {
     v.writePbMessage(w);
     v.constructFromPbMessage(r);
@@ -122,7 +123,7 @@ struct GenericIfValueMethods {
                                            &genericIfVoidPtrIs};
 };
 
-// Shared by every enumeration of one holding width: it works from the enumerator records alone.
+/// Shared by every enumeration of one holding width: it works from the enumerator records alone.
 template <class U>
 struct GenericIfEnumMethods {
   static void genericIfConstruct(void* destination, const void* source) {
@@ -148,10 +149,10 @@ struct GenericIfEnumMethods {
                                            &genericIfHash,      &genericIfVoidPtrIs};
 };
 
-// The methods of a built-in type (U8 ... Vem::Seconds) by its type-reference code; null for other codes.
+/// The methods of a built-in type (U8 ... Vem::Seconds) by its type-reference code; null for other codes.
 const ValueMethodsTable* builtinMethods(int16_t code) noexcept;
 
-// The methods table of a type, whatever its kind.
+/// The methods table of a type, whatever its kind.
 inline const ValueMethodsTable* valueMethods(const VemType& type) noexcept {
   return static_cast<const ValueMethodsTable*>(type.impl().methods);
 }

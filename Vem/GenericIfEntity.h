@@ -1,5 +1,6 @@
-// Generic entry points for entity types: references to entities are the values that tools hold, copy
-// and hash; factory types can be built from their constructor arguments.
+/// \file
+/// Generic entry points for entity types: references to entities are the values that tools hold, copy
+/// and hash; factory types can be built from their constructor arguments.
 #pragma once
 
 #include <Lumo/Descriptors.h>
@@ -26,7 +27,7 @@ struct GenericIfPtrInterfaceMethods {
   static void genericIfStrepToValue(void*, const Lumo::String&, const VemType& type, uint32_t) {
     throw RangeException(std::string(type.name()) + ": an entity reference cannot be parsed from text");
   }
-  // "Type(name)" for entities built from a name, else the type's name alone; "null" for no entity.
+  /// "Type(name)" for entities built from a name, else the type's name alone; "null" for no entity.
   static Lumo::String genericIfStrRep(const void* value, const VemType&, uint32_t) {
     const Ref& ref = *static_cast<const Ref*>(value);
     if (!ref) return Lumo::String("null");
@@ -49,7 +50,7 @@ struct GenericIfPtrInterfaceMethods {
                                            &genericIfHash,      &genericIfVoidPtrIs};
 };
 
-// Builds a Lumo::Ptr<Vem::Entity> in place from pointers to the constructor arguments, in order.
+/// Builds a Lumo::Ptr<Vem::Entity> in place from pointers to the constructor arguments, in order.
 template <class T, class... P>
 void constructEntityFromCtorArgs(void* destination, const void* const* arguments) {
   [&]<std::size_t... I>(std::index_sequence<I...>) {
@@ -57,10 +58,10 @@ void constructEntityFromCtorArgs(void* destination, const void* const* arguments
   }(std::index_sequence_for<P...>{});
 }
 
-// Creates an entity of a top-level type by name. With a directory (a Vem::Entity), the entity is made
-// inside it: through the directory's instantiating collection of this type, or filed in its collection of
-// references to this type. Returns the entity with one user, which the caller takes over; null when the
-// directory holds no collection of this type.
+/// Creates an entity of a top-level type by name. With a directory (a Vem::Entity), the entity is made
+/// inside it: through the directory's instantiating collection of this type, or filed in its collection of
+/// references to this type. Returns the entity with one user, which the caller takes over; null when the
+/// directory holds no collection of this type.
 template <class T>
 void* newEntityForDir(const void* name, void* directory) {
   const Lumo::String& key = *static_cast<const Lumo::String*>(name);

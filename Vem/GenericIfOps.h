@@ -1,18 +1,19 @@
-// The generic attribute operation and iterators of every type, as templates over the per-type lists the
-// compiler emits (`VemReadable` for values, `VemAttributes` for entities). A tool names a member with a
-// field descriptor and an operation code; these run the same getters and setters as direct calls, so
-// announcements are the same.
-//
-// Result and argument storage is the caller's, constructed with the member type's value methods:
-//   code 0  get / look up          result: the value (entities: Lumo::Ptr<Vem::Entity>)   arg1: key
-//   code 1  set / set or create    arg1: value, or key then arg2: value (instantiating: key only;
-//                                  references: arg2 a Lumo::Ptr<Vem::Entity>)
-//   code 2  delete                 result: the removed value or the default               arg1: key
-//   code 3  count, 4 version       result: U32
-//   code 5  contains               result: bool                                           arg1: key
-//   code 10 nameString             result: Vem::String
-//   code 11 truth, 12 equal, 13 less (whole value, null field)   result: bool             arg1: other
-// Results: 0 done, 1 the operation does not apply, 2 the descriptor names no member of this type.
+/// \file
+/// The generic attribute operation and iterators of every type, as templates over the per-type lists the
+/// compiler emits (`VemReadable` for values, `VemAttributes` for entities). A tool names a member with a
+/// field descriptor and an operation code; these run the same getters and setters as direct calls, so
+/// announcements are the same.
+///
+/// Result and argument storage is the caller's, constructed with the member type's value methods:
+///   code 0  get / look up          result: the value (entities: Lumo::Ptr<Vem::Entity>)   arg1: key
+///   code 1  set / set or create    arg1: value, or key then arg2: value (instantiating: key only;
+///                                  references: arg2 a Lumo::Ptr<Vem::Entity>)
+///   code 2  delete                 result: the removed value or the default               arg1: key
+///   code 3  count, 4 version       result: U32
+///   code 5  contains               result: bool                                           arg1: key
+///   code 10 nameString             result: Vem::String
+///   code 11 truth, 12 equal, 13 less (whole value, null field)   result: bool             arg1: other
+/// Results: 0 done, 1 the operation does not apply, 2 the descriptor names no member of this type.
 #pragma once
 
 #include <Lumo/Descriptors.h>
@@ -39,7 +40,7 @@ inline constexpr uint8_t get = 0, set = 1, del = 2, count = 3, version = 4, cont
                          truth = 11, equal = 12, less = 13;
 }  // namespace OpCode
 
-// A readable member of a value type: a stored field (data member pointer) or a computed member (getter).
+/// A readable member of a value type: a stored field (data member pointer) or a computed member (getter).
 template <uint16_t Id, auto Member>
 struct Readable {
   static constexpr uint16_t id = Id;
@@ -50,8 +51,8 @@ struct ReadableList {};
 
 enum class AttrKind : uint8_t { scalar, collection, keyedValues, set, children, child, refs };
 
-// One entity attribute: its id, kind, storage and generated mutators (null where it has none), and
-// whether the attribute log carries it (an unlogged attribute is each copy's own).
+/// One entity attribute: its id, kind, storage and generated mutators (null where it has none), and
+/// whether the attribute log carries it (an unlogged attribute is each copy's own).
 template <uint16_t Id, AttrKind Kind, auto Field, auto Set = nullptr, auto Del = nullptr, bool Logged = true>
 struct Attribute {
   static constexpr uint16_t id = Id;
@@ -64,8 +65,8 @@ struct Attribute {
 template <class... A>
 struct AttributeList {};
 
-// A method reachable through the generic interface: code 0 calls it with arguments 1 and 2 (as many as
-// it takes) and writes its result, if it has one.
+/// A method reachable through the generic interface: code 0 calls it with arguments 1 and 2 (as many as
+/// it takes) and writes its result, if it has one.
 template <uint16_t Id, auto Fn>
 struct Method {
   static constexpr uint16_t id = Id;
@@ -94,7 +95,7 @@ struct MethodTraits<R (C::*)(P...) const> {
 template <class R, class C, class... P>
 struct MethodTraits<R (C::*)(P...) const noexcept> : MethodTraits<R (C::*)(P...) const> {};
 
-// Runs method M on `object` if its id is `id`; rc is left alone otherwise.
+/// Runs method M on `object` if its id is `id`; rc is left alone otherwise.
 template <class M, class T>
 void methodOp(const T& object, uint16_t id, uint8_t op, void* result, const void* a1, const void* a2, int& rc) {
   if (M::id != id) return;
@@ -121,7 +122,7 @@ void methodsOp(const T& object, uint16_t id, uint8_t op, void* result, const voi
     }(typename T::VemMethods{}, object, id, op, result, a1, a2, rc);
 }
 
-// The attribute id a field descriptor names, if it names a member of `type` or of one of its bases.
+/// The attribute id a field descriptor names, if it names a member of `type` or of one of its bases.
 inline bool memberIdOf(const VemType& type, const void* field, uint16_t* id) noexcept {
   const auto* fd = static_cast<const Lumo::FieldDescriptor*>(field);
   uint16_t index = fd->index();
@@ -178,7 +179,7 @@ int valueAttributeOp(void* result, void* object, const void* field, uint8_t op, 
   }
 }
 
-// Enumerations: whole-value operations on the holding integer.
+/// Enumerations: whole-value operations on the holding integer.
 template <class U>
 int enumAttributeOp(void* result, void* object, const void* field, uint8_t op, const void* arg1, const void*) {
   if (field != nullptr) return ResultCode::noSuchMember;
@@ -203,7 +204,7 @@ int collectionCommonOp(const Map& map, void* result, uint8_t op, const void* arg
   }
 }
 
-// Calls a creator with the key; further constructor arguments of the child take their defaults.
+/// Calls a creator with the key; further constructor arguments of the child take their defaults.
 template <class T, class R, class C, class K, class... Rest>
 void callWithKey(T& e, R (C::*creator)(K, Rest...), const std::remove_cvref_t<K>& key) {
   (e.*creator)(key, std::remove_cvref_t<Rest>{}...);
@@ -319,7 +320,7 @@ class GenericIterator {
   virtual void obj(void* destination) const = 0;
 };
 
-// The iterator operations a tool calls; genericIfIterator hands them out with each iterator.
+/// The iterator operations a tool calls; genericIfIterator hands them out with each iterator.
 struct IteratorOps {
   void (*iterObj)(AttributeId, void* iterator, void* destination);
   void (*iterKey)(AttributeId, void* iterator, void* destination);

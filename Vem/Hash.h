@@ -1,5 +1,6 @@
-// Hashing services of the type system: the seeded accumulator behind every generated `hash(seed)`, the
-// process-wide seed of keyed collections, and the hash of a key that is a single integer or string.
+/// \file
+/// Hashing services of the type system: the seeded accumulator behind every generated `hash(seed)`, the
+/// process-wide seed of keyed collections, and the hash of a key that is a single integer or string.
 #pragma once
 
 #include <Brek/HashMix.h>
@@ -17,7 +18,7 @@ class Hash {
   void hashMix(uint16_t v) noexcept { mix_.mix(v); }
   void hashMix(uint32_t v) noexcept { mix_.mix(v); }
   void hashMix(uint64_t v) noexcept { mix_.mix(v); }
-  // Bytes and then their count, so that adjacent strings cannot trade bytes without changing the hash.
+  /// Bytes and then their count, so that adjacent strings cannot trade bytes without changing the hash.
   void mixNi(const void* bytes, std::size_t n) noexcept {
     mix_.mixBytes(bytes, n);
     mix_.mix(static_cast<uint32_t>(n));
@@ -29,8 +30,8 @@ class Hash {
 };
 
 struct HashHelper {
-  // Chosen once per process (random, so that a peer cannot aim keys at one bucket; the environment
-  // variable VEM_HASH_SEED fixes it for reproducible runs).
+  /// Chosen once per process (random, so that a peer cannot aim keys at one bucket; the environment
+  /// variable VEM_HASH_SEED fixes it for reproducible runs).
   static uint32_t hashSeed32() noexcept;
 };
 

@@ -1,12 +1,13 @@
-// Keyed collections of entities: HashMap2018 (key to value) and HSet (keys only), thin typed fronts
-// over the collection engine. Generated code names a node type and holds one:
-//
-//   using HN_Ports = Vem::HashMap2018Node<Lumo::String, bool, Vem::KeyStringLegacy, 0x5a1e9b27u>;
-//   Vem::HashMap2018<HN_Ports> ports_;
-//
-// Every change (insert, value change, erase, clear) moves version() on; setting an entry to the value
-// it has is not a change. Deletion marks support full resends: mark everything, set what is still
-// there (which unmarks it), then erase what is still marked.
+/// \file
+/// Keyed collections of entities: HashMap2018 (key to value) and HSet (keys only), thin typed fronts
+/// over the collection engine. Generated code names a node type and holds one:
+///
+///   using HN_Ports = Vem::HashMap2018Node<Lumo::String, bool, Vem::KeyStringLegacy, 0x5a1e9b27u>;
+///   Vem::HashMap2018<HN_Ports> ports_;
+///
+/// Every change (insert, value change, erase, clear) moves version() on; setting an entry to the value
+/// it has is not a change. Deletion marks support full resends: mark everything, set what is still
+/// there (which unmarks it), then erase what is still marked.
 #pragma once
 
 #include <Vem/HashMap2018Engine.h>
@@ -37,8 +38,8 @@ class HashMap2018 {
   }
   bool contains(const Key& k) const noexcept { return engine_.find(k) != nullptr; }
 
-  // Inserts or replaces. `unchanged` leaves the entry as it is, but the set still clears its deletion
-  // mark; `replaced` moves the old value to *oldOut when given.
+  /// Inserts or replaces. `unchanged` leaves the entry as it is, but the set still clears its deletion
+  /// mark; `replaced` moves the old value to *oldOut when given.
   SetResult set(const Key& k, const Value& v, Value* oldOut = nullptr)
     requires(!requires { Node::keysOnly; })
   {
@@ -51,7 +52,7 @@ class HashMap2018 {
         ::new (at) Node{k, v};
     });
   }
-  // For nodes that hold only a value carrying its key.
+  /// For nodes that hold only a value carrying its key.
   SetResult set(const Value& v, Value* oldOut = nullptr)
     requires requires { Node::internalKey; }
   {
@@ -76,16 +77,16 @@ class HashMap2018 {
 
   Iterator begin() const noexcept { return engine_.begin(); }
   std::default_sentinel_t end() const noexcept { return {}; }
-  // At the key when present, else where the map would place it (the next key in iteration order).
+  /// At the key when present, else where the map would place it (the next key in iteration order).
   Iterator lowerBound(const Key& k) const noexcept { return engine_.lowerBound(k); }
 
-  // Calls fn(key, value) for each entry, in iteration order.
+  /// Calls fn(key, value) for each entry, in iteration order.
   template <class Fn>
   void forEach(Fn&& fn) const {
     for (Iterator it = begin(); it.valid(); it.next()) fn(it.key(), Node::valueOf(it.node()));
   }
 
-  // ---- deletion marks ----
+  /// ---- deletion marks ----
   void markAllForDeletion() { engine_.markAllForDeletion(); }
   void unmark(const Key& k) {
     if (engine_.markedCount() == 0) return;
@@ -98,7 +99,7 @@ class HashMap2018 {
     return p.found && engine_.markedAt(p);
   }
   std::size_t markedCount() const noexcept { return engine_.markedCount(); }
-  // Erases every marked entry, calling fn(key, removedValue) for each once it has left the map.
+  /// Erases every marked entry, calling fn(key, removedValue) for each once it has left the map.
   template <class Fn>
   void eraseMarked(Fn&& fn) {
     engine_.eraseMarked([&](Node& n) { fn(Node::keyOf(n), Node::valueOf(n)); });
@@ -136,14 +137,14 @@ class HashMap2018 {
   Engine engine_;
 };
 
-// A set: the keys are all that matter; every value reads `true`.
+/// A set: the keys are all that matter; every value reads `true`.
 template <class Node>
 class HSet : public HashMap2018<Node> {
   using Base = HashMap2018<Node>;
 
  public:
   using Key = typename Node::Key;
-  // True when the key was not there. Inserting a present key clears its deletion mark.
+  /// True when the key was not there. Inserting a present key clears its deletion mark.
   bool insert(const Key& k) {
     return this->setNode(k, true, nullptr, [&](void* at) { ::new (at) Node{k}; }) == SetResult::inserted;
   }

@@ -1,11 +1,12 @@
-// The collection engine behind HashMap2018 and HSet: a power-of-two array of slots, each a pointer to a
-// small bucket (a contiguous array of nodes sorted by key) and a 32-bit summary of the bucket's hash
-// tags, so that most misses end in the slot array without touching a bucket. Buckets are reference-counted and shared by copies of
-// a map and by iterators, and copied on the first write to a shared one, so copying a map costs one
-// pointer and one count per bucket.
-//
-// The engine knows keys only through the node's key form (hashing) and the glue operations of
-// HashMap2018Glue<Node> (ordering, placing, shifting, assembling, unreferencing).
+/// \file
+/// The collection engine behind HashMap2018 and HSet: a power-of-two array of slots, each a pointer to a
+/// small bucket (a contiguous array of nodes sorted by key) and a 32-bit summary of the bucket's hash
+/// tags, so that most misses end in the slot array without touching a bucket. Buckets are reference-counted and shared by copies of
+/// a map and by iterators, and copied on the first write to a shared one, so copying a map costs one
+/// pointer and one count per bucket.
+///
+/// The engine knows keys only through the node's key form (hashing) and the glue operations of
+/// HashMap2018Glue<Node> (ordering, placing, shifting, assembling, unreferencing).
 #pragma once
 
 #include <Vem/HashMap2018Node.h>
@@ -34,12 +35,12 @@ class HashMap2018Engine {
   using Run = HashMap2018NodeRun<Node>;
   using Key = typename Node::Key;
   static constexpr uint32_t kVersionMask = (1u << 23) - 1;
-  // Average nodes per bucket above which the table doubles; while iterators are live it waits longer,
-  // since a resize refuses them.
+  /// Average nodes per bucket above which the table doubles; while iterators are live it waits longer,
+  /// since a resize refuses them.
   static constexpr std::size_t kGrowLoad = 2;
   static constexpr std::size_t kGrowLoadWithIterators = 8;
 
-  // A bucket and the summary of its tags; null and zero when the bucket is empty.
+  /// A bucket and the summary of its tags; null and zero when the bucket is empty.
   struct Slot {
     Bucket* bucket = nullptr;
     uint32_t summary = 0;
@@ -47,8 +48,8 @@ class HashMap2018Engine {
 
   HashMap2018Engine() noexcept : seed_(HashHelper::hashSeed32() ^ Node::seedConstant) {}
 
-  // Copies share buckets and allocate only the slot array. They are noexcept, so that values holding a
-  // map can themselves be kept in maps; running out of memory there ends the process.
+  /// Copies share buckets and allocate only the slot array. They are noexcept, so that values holding a
+  /// map can themselves be kept in maps; running out of memory there ends the process.
   HashMap2018Engine(const HashMap2018Engine& o) noexcept : seed_(o.seed_) { shareFrom(o); }
   HashMap2018Engine(HashMap2018Engine&& o) noexcept : seed_(o.seed_) { takeFrom(o); }
   HashMap2018Engine& operator=(const HashMap2018Engine& o) noexcept {
@@ -79,16 +80,16 @@ class HashMap2018Engine {
 
   uint32_t hashOf(const Key& k) const noexcept { return KeyFormHash<typename Node::KeyForm>::hash(k, seed_); }
 
-  // Each node has a meta byte: bit 0 its deletion mark, the other seven the top of its key's hash, so
-  // that a lookup compares keys only where those bits agree (a miss rarely touches a string's bytes).
-  // The top bits do not select the bucket, so the tag survives resizes.
+  /// Each node has a meta byte: bit 0 its deletion mark, the other seven the top of its key's hash, so
+  /// that a lookup compares keys only where those bits agree (a miss rarely touches a string's bytes).
+  /// The top bits do not select the bucket, so the tag survives resizes.
   static constexpr uint8_t kMark = 1;
   static uint8_t tagOf(uint32_t hash) noexcept { return static_cast<uint8_t>((hash >> 25) << 1); }
-  // Keys compared in a register gain nothing from the tag filter.
+  /// Keys compared in a register gain nothing from the tag filter.
   static constexpr bool kFilterByTag = !(std::is_trivially_copyable_v<Key> && sizeof(Key) <= 8);
   static bool mayMatch(uint8_t meta, uint8_t tag) noexcept { return !kFilterByTag || (meta & ~kMark) == tag; }
-  // The slot's summary has one bit per value of a tag's top five bits (mark bit excluded): a clear bit
-  // proves the key absent. An empty slot's summary is zero.
+  /// The slot's summary has one bit per value of a tag's top five bits (mark bit excluded): a clear bit
+  /// proves the key absent. An empty slot's summary is zero.
   static uint32_t summaryBit(uint8_t meta) noexcept { return uint32_t(1) << (meta >> 3); }
 
   const Node* find(const Key& k) const noexcept {
@@ -105,7 +106,7 @@ class HashMap2018Engine {
     return nullptr;
   }
 
-  // Where a key is or would go: bucket index, position in it, whether it is there. Creates the table.
+  /// Where a key is or would go: bucket index, position in it, whether it is there. Creates the table.
   struct Place {
     uint32_t index;
     uint32_t pos;
@@ -136,7 +137,7 @@ class HashMap2018Engine {
   const Node& nodeAt(Place p) const noexcept { return Layout::nodes(slots_[p.index].bucket)[p.pos]; }
   bool markedAt(Place p) const noexcept { return (Layout::marks(slots_[p.index].bucket)[p.pos] & kMark) != 0; }
 
-  // The node at a found place, in a bucket this map alone holds (copied first when shared).
+  /// The node at a found place, in a bucket this map alone holds (copied first when shared).
   Node& ownedNodeAt(Place p) { return Layout::nodes(own(p.index, 0))[p.pos]; }
 
   void unmarkAt(Place p) {
@@ -148,7 +149,7 @@ class HashMap2018Engine {
   }
   void valueChanged() noexcept { changed(); }
 
-  // Inserts the node at a place that was not found. `node` is consumed; the place is stale afterwards.
+  /// Inserts the node at a place that was not found. `node` is consumed; the place is stale afterwards.
   void insertAt(Place p, Node* node) {
     Bucket* b = slots_[p.index].bucket;
     if (b == nullptr) {
@@ -186,8 +187,8 @@ class HashMap2018Engine {
       resize(bucketCount() * 2);
   }
 
-  // Removes the node at a found place. `take(Node&, bool movable)` sees it first (to move or copy out
-  // what the caller wants).
+  /// Removes the node at a found place. `take(Node&, bool movable)` sees it first (to move or copy out
+  /// what the caller wants).
   template <class Take>
   void eraseAt(Place p, Take&& take) {
     Bucket* b = slots_[p.index].bucket;
@@ -264,8 +265,8 @@ class HashMap2018Engine {
     marked_ = static_cast<uint32_t>(size_);
   }
 
-  // Removes every marked node, handing each to `fn(Node&)` after it has left the map (so that `fn` sees
-  // the map without it).
+  /// Removes every marked node, handing each to `fn(Node&)` after it has left the map (so that `fn` sees
+  /// the map without it).
   template <class Fn>
   void eraseMarked(Fn&& fn) {
     if (marked_ == 0) return;
@@ -296,7 +297,7 @@ class HashMap2018Engine {
 
   // ---- memory ----
 
-  // Bytes this map's table and buckets take from the allocator (shared buckets counted in full).
+  /// Bytes this map's table and buckets take from the allocator (shared buckets counted in full).
   std::size_t allocatedBytes() const noexcept {
     if (slots_ == nullptr) return 0;
     std::size_t total = Lumo::SlabPool::blockSize(tableBytes(bucketCount()));
@@ -307,9 +308,9 @@ class HashMap2018Engine {
 
   // ---- iteration ----
 
-  // Walks buckets in index order and each bucket in key order. Holds a reference to its bucket, so its
-  // node stays readable whatever the map does; after a change it continues from the first key after
-  // its own in the same bucket, and refuses (IteratorInvalidated) only after a resize.
+  /// Walks buckets in index order and each bucket in key order. Holds a reference to its bucket, so its
+  /// node stays readable whatever the map does; after a change it continues from the first key after
+  /// its own in the same bucket, and refuses (IteratorInvalidated) only after a resize.
   class Iterator {
    public:
     Iterator() noexcept = default;
@@ -445,7 +446,7 @@ class HashMap2018Engine {
   }
 
  private:
-  // Position of the key in the bucket, or where it would be inserted.
+  /// Position of the key in the bucket, or where it would be inserted.
   static uint32_t seek(const Bucket* b, const Key& k, bool& found) noexcept {
     const Node* nodes = Layout::nodes(b);
     uint32_t lo = 0;
@@ -477,8 +478,8 @@ class HashMap2018Engine {
     return lo;
   }
 
-  // Buckets keep spare room so that most inserts shift nodes in place instead of reallocating: at the
-  // growth load a bucket holds two nodes on average.
+  /// Buckets keep spare room so that most inserts shift nodes in place instead of reallocating: at the
+  /// growth load a bucket holds two nodes on average.
   static constexpr uint32_t kFirstCapacity = 2;
   static uint32_t grownCapacity(uint32_t count) noexcept { return count < 4 ? count * 2 : count + count / 2; }
   static std::size_t tableBytes(std::size_t buckets) noexcept { return buckets * sizeof(Slot); }
@@ -502,7 +503,7 @@ class HashMap2018Engine {
     ++b->count;
   }
 
-  // Makes bucket i this map's own, with room for `extra` more nodes, copying it when shared.
+  /// Makes bucket i this map's own, with room for `extra` more nodes, copying it when shared.
   Bucket* own(uint32_t i, uint32_t extra) {
     Bucket* b = slots_[i].bucket;
     if (!hashMap2018Shared(b)) return b;
@@ -523,7 +524,7 @@ class HashMap2018Engine {
     mask_ = static_cast<uint32_t>(buckets - 1);
   }
 
-  // Moves node `from` (relocated when the bucket is owned, copied when shared) to slot `to` of `nb`.
+  /// Moves node `from` (relocated when the bucket is owned, copied when shared) to slot `to` of `nb`.
   static void transfer(Bucket* nb, const Bucket* from, uint32_t pos, bool owned) noexcept {
     const Run run{Layout::nodes(const_cast<Bucket*>(from)) + pos, 1, owned};
     Glue::newBucketAssemble(1, Layout::nodes(nb) + nb->count, &run);
@@ -537,8 +538,8 @@ class HashMap2018Engine {
       Glue::bktHdrRefDec(b);
   }
 
-  // Rebuilds the table with twice or half the buckets. Doubling splits each bucket in two by one more
-  // hash bit (each half stays sorted); halving merges bucket pairs in key order.
+  /// Rebuilds the table with twice or half the buckets. Doubling splits each bucket in two by one more
+  /// hash bit (each half stays sorted); halving merges bucket pairs in key order.
   void resize(std::size_t buckets) {
     Slot* old = slots_;
     const std::size_t oldCount = bucketCount();
@@ -581,8 +582,8 @@ class HashMap2018Engine {
     ++layout_;
   }
 
-  // Places old bucket `b` (formerly at index i) into the doubled table: whole when one hash bit sends
-  // all its nodes the same way, else split in two. Each key is hashed once.
+  /// Places old bucket `b` (formerly at index i) into the doubled table: whole when one hash bit sends
+  /// all its nodes the same way, else split in two. Each key is hashed once.
   void splitInto(Bucket* b, uint32_t i, uint32_t bit) {
     const Node* nodes = Layout::nodes(b);
     const uint32_t count = b->count;

@@ -1,8 +1,9 @@
-// Node types of the keyed collections and the generic glue the collection engine works through.
-//
-// The engine (Vem/HashMap2018.h) knows keys and values only through a policy: the key form (how a key
-// is hashed) and six glue operations on the node type (compare, place, shift, assemble, unreference a
-// bucket). The generic glue here serves every node type; a collection only names its node type.
+/// \file
+/// Node types of the keyed collections and the generic glue the collection engine works through.
+///
+/// The engine (Vem/HashMap2018.h) knows keys and values only through a policy: the key form (how a key
+/// is hashed) and six glue operations on the node type (compare, place, shift, assemble, unreference a
+/// bucket). The generic glue here serves every node type; a collection only names its node type.
 #pragma once
 
 #include <Lumo/Allocator.h>
@@ -37,8 +38,8 @@ struct KeyAndRhashSeedArg {};    // composite key with `hash(uint32_t seed)`
 struct KeyAndRhashLegacy {};     // composite key with `hash()`, no seed
 struct KeyAndRhashNoSeedArg {};  // same as Legacy, kept apart for the generated code that names it
 
-// The integer a key holds, for keys hashed as integers. Integers are themselves; a platform type held
-// as one integer opts in by exposing `raw()` or by specialising KeyBits.
+/// The integer a key holds, for keys hashed as integers. Integers are themselves; a platform type held
+/// as one integer opts in by exposing `raw()` or by specialising KeyBits.
 template <class K>
 struct KeyBits {
   static auto bits(const K& k) noexcept {
@@ -55,8 +56,8 @@ auto keyBits(const K& k) noexcept {
   return KeyBits<K>::bits(k);
 }
 
-// hashSingleAttr of one 32- or 64-bit integer, written out flat so that it inlines whole into a
-// lookup: the same rounds the accumulator runs on 4 or 8 little-endian bytes (a test holds them equal).
+/// hashSingleAttr of one 32- or 64-bit integer, written out flat so that it inlines whole into a
+/// lookup: the same rounds the accumulator runs on 4 or 8 little-endian bytes (a test holds them equal).
 struct IntegerKeyHash {
   static constexpr uint32_t scramble(uint32_t k) noexcept {
     k *= 0xcc9e2d51u;
@@ -135,8 +136,8 @@ struct KeyFormHash<KeyAndRhashLegacy> {
     return k.hash();
   }
 };
-// Without the collection's seed: the key's unseeded hash() where it has one, else its seeded hash with
-// seed 0.
+/// Without the collection's seed: the key's unseeded hash() where it has one, else its seeded hash with
+/// seed 0.
 template <>
 struct KeyFormHash<KeyAndRhashNoSeedArg> {
   template <class K>
@@ -150,7 +151,7 @@ struct KeyFormHash<KeyAndRhashNoSeedArg> {
 
 // ---- Key order inside a bucket ---------------------------------------------------------------------
 
-// Strings by unsigned bytes, integers unsigned, other keys by their value ordering.
+/// Strings by unsigned bytes, integers unsigned, other keys by their value ordering.
 template <class K>
 struct KeyOrder {
   static bool equal(const K& a, const K& b) noexcept { return a == b; }
@@ -164,8 +165,8 @@ struct KeyOrder {
 
 // ---- Relocation --------------------------------------------------------------------------------
 
-// True when moving an object to another address is a byte copy, with nothing to destroy at the old
-// one. Lumo's handles are a single owning pointer, so they qualify; other types specialise this.
+/// True when moving an object to another address is a byte copy, with nothing to destroy at the old
+/// one. Lumo's handles are a single owning pointer, so they qualify; other types specialise this.
 template <class T>
 inline constexpr bool relocatableByBytes = std::is_trivially_copyable_v<T>;
 template <>
@@ -175,9 +176,9 @@ inline constexpr bool relocatableByBytes<Lumo::Ptr<T>> = true;
 
 // ---- Buckets -----------------------------------------------------------------------------------
 
-// A bucket: this header, `capacity` node slots (the first `count` hold nodes sorted by key), then one
-// byte per slot for the engine (deletion mark and hash tag). Shared by copies of a map and by iterators; written only when its
-// reference count is one.
+/// A bucket: this header, `capacity` node slots (the first `count` hold nodes sorted by key), then one
+/// byte per slot for the engine (deletion mark and hash tag). Shared by copies of a map and by iterators; written only when its
+/// reference count is one.
 struct HashMap2018BucketHeader {
   uint32_t refCount;
   uint32_t count;
@@ -203,7 +204,7 @@ struct HashMap2018BucketLayout {
   static const uint8_t* marks(const HashMap2018BucketHeader* b) noexcept {
     return reinterpret_cast<const uint8_t*>(nodes(b) + b->capacity);
   }
-  // A bucket with no nodes yet, one reference, marks clear.
+  /// A bucket with no nodes yet, one reference, marks clear.
   static HashMap2018BucketHeader* allocate(uint32_t capacity) {
     auto* b = static_cast<HashMap2018BucketHeader*>(Lumo::SlabAllocator::allocate(bytes(capacity)));
     b->refCount = 1;
@@ -222,7 +223,7 @@ inline void hashMap2018RefInc(HashMap2018BucketHeader* b) noexcept {
   else
     ++b->refCount;
 }
-// True when that was the last reference.
+/// True when that was the last reference.
 inline bool hashMap2018RefDrop(HashMap2018BucketHeader* b) noexcept {
   if (Lumo::ThreadControl::tsp_)
     return std::atomic_ref<uint32_t>(b->refCount).fetch_sub(1, std::memory_order_acq_rel) == 1;
@@ -234,8 +235,8 @@ inline bool hashMap2018Shared(const HashMap2018BucketHeader* b) noexcept {
   return b->refCount != 1;
 }
 
-// A run of existing nodes to build a new bucket from: moved (and their slots left raw) when `owned`,
-// copied otherwise.
+/// A run of existing nodes to build a new bucket from: moved (and their slots left raw) when `owned`,
+/// copied otherwise.
 template <class Node>
 struct HashMap2018NodeRun {
   Node* first;
@@ -243,13 +244,13 @@ struct HashMap2018NodeRun {
   bool owned;
 };
 
-// Results of compareOrLruUnlink.
+/// Results of compareOrLruUnlink.
 enum : int { kKeyEqual = 0, kKeyBefore = 1, kKeyAfter = 2 };
 
 // ---- The six glue operations, generic over the node type ------------------------------------------
 
-// A node type provides `using Key`, `using KeyForm`, `static constexpr uint32_t seedConstant` and
-// `static const Key& keyOf(const Node&)`.
+/// A node type provides `using Key`, `using KeyForm`, `static constexpr uint32_t seedConstant` and
+/// `static const Key& keyOf(const Node&)`.
 template <class Node>
 struct HashMap2018Glue {
   using Key = typename Node::Key;
@@ -267,9 +268,9 @@ struct HashMap2018Glue {
       ::new (static_cast<void*>(destination)) Node(std::as_const(source));
   }
 
-  // delta +1: opens the slot at `position` among `count` nodes (room for one more is there) and moves
-  // `node` into it; `node` is consumed (left destroyed). delta < 0: destroys -delta nodes at
-  // `position` and closes the gap; `node` is unused.
+  /// delta +1: opens the slot at `position` among `count` nodes (room for one more is there) and moves
+  /// `node` into it; `node` is consumed (left destroyed). delta < 0: destroys -delta nodes at
+  /// `position` and closes the gap; `node` is unused.
   static void shift(Node* slots, Node* node, uint32_t count, uint32_t position, int delta) {
     assert(position <= count && "Vem/HashMap2018: shift position past the nodes");
     if (delta > 0) {
@@ -302,8 +303,8 @@ struct HashMap2018Glue {
     }
   }
 
-  // Builds `count` nodes at `destination` from the runs, in order. Owned runs are relocated (their
-  // slots are left raw); shared runs are copied. On a throwing copy, what was built is destroyed.
+  /// Builds `count` nodes at `destination` from the runs, in order. Owned runs are relocated (their
+  /// slots are left raw); shared runs are copied. On a throwing copy, what was built is destroyed.
   static void newBucketAssemble(uint32_t count, Node* destination, const HashMap2018NodeRun<Node>* runs) {
     uint32_t built = 0;
     try {
@@ -331,7 +332,7 @@ struct HashMap2018Glue {
     }
   }
 
-  // Compares the node (when given) or else the key with `other`'s key.
+  /// Compares the node (when given) or else the key with `other`'s key.
   static int compareOrLruUnlink(const Key* key, const Node* node, const Node& other) noexcept {
     const Key& operand = node != nullptr ? Node::keyOf(*node) : *key;
     const std::strong_ordering c = KeyOrder<Key>::compare(operand, Node::keyOf(other));
@@ -347,7 +348,7 @@ struct HashMap2018Glue {
 
 // ---- Node types ----------------------------------------------------------------------------------
 
-// Key and value.
+/// Key and value.
 template <class K, class V, class Form, uint32_t SeedConstant>
 struct HashMap2018Node {
   using Key = K;
@@ -362,7 +363,7 @@ struct HashMap2018Node {
   Value value;
 };
 
-// Key only: the nodes of a set, whose values are all `true`.
+/// Key only: the nodes of a set, whose values are all `true`.
 template <class K, class Form, uint32_t SeedConstant>
 struct HashMap2018SetNode {
   using Key = K;

@@ -1,12 +1,13 @@
-// The node of a collection whose values carry their own key (child entities keyed by name, values
-// with a key field): it holds the value only, and KeyOf reads the key from it.
+/// \file
+/// The node of a collection whose values carry their own key (child entities keyed by name, values
+/// with a key field): it holds the value only, and KeyOf reads the key from it.
 #pragma once
 
 #include <Vem/HashMap2018Node.h>
 
 namespace Vem {
 
-// KeyOf: a type with `static const Key& key(const Value&)`.
+/// KeyOf: a type with `static const Key& key(const Value&)`.
 template <class V, class KeyOf, class Form, uint32_t SeedConstant>
 struct HashMap2018NodeInternalKey {
   using Key = std::remove_cvref_t<decltype(KeyOf::key(std::declval<const V&>()))>;

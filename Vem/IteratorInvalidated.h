@@ -1,4 +1,5 @@
-// The error a collection iterator raises when it cannot continue after its collection changed.
+/// \file
+/// The error a collection iterator raises when it cannot continue after its collection changed.
 #pragma once
 
 #include <stdexcept>
@@ -10,7 +11,7 @@ class IteratorInvalidated : public std::logic_error {
   using std::logic_error::logic_error;
 };
 
-// Cold paths, kept out of line so that the inlined iterator steps stay small.
+/// Cold paths, kept out of line so that the inlined iterator steps stay small.
 [[noreturn]] void throwHashMap2018IteratorInvalidated();
 [[noreturn]] void throwRbTreeMapEntryErased();
 

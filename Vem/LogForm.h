@@ -1,7 +1,8 @@
-// The attribute-log form of values for tools that know no type at compile time: write, read and size
-// through one small table per type. Generated modules register a table for every value type and every
-// enumeration beside their descriptor; built-in types have theirs here. A tool can then show the bytes
-// a value travels as, and decode the payloads of records it did not write.
+/// \file
+/// The attribute-log form of values for tools that know no type at compile time: write, read and size
+/// through one small table per type. Generated modules register a table for every value type and every
+/// enumeration beside their descriptor; built-in types have theirs here. A tool can then show the bytes
+/// a value travels as, and decode the payloads of records it did not write.
 #pragma once
 
 #include <Vem/NboAttrLog.h>
@@ -14,7 +15,7 @@ namespace Vem {
 
 struct ValueLogForm {
   void (*write)(NboAttrLog::Out& out, const void* value);
-  // Reads into a constructed value; raises RangeException for bytes that are not a value of the type.
+  /// Reads into a constructed value; raises RangeException for bytes that are not a value of the type.
   void (*read)(NboAttrLog::In& in, void* value);
   std::size_t (*size)(const void* value);
 };
@@ -27,7 +28,7 @@ struct ValueLogFormOf {
   static constexpr ValueLogForm table{&write, &read, &size};
 };
 
-// An enumeration travels as a U32 whatever integer holds it; a code wider than the holder is refused.
+/// An enumeration travels as a U32 whatever integer holds it; a code wider than the holder is refused.
 template <class U>
 struct EnumLogForm {
   static void write(NboAttrLog::Out& out, const void* v) { out.u32(*static_cast<const U*>(v)); }
@@ -40,13 +41,13 @@ struct EnumLogForm {
   static constexpr ValueLogForm table{&write, &read, &size};
 };
 
-// Registers a module's tables, one per type in type order (null for entity types). Called at load,
-// after the module's own registration; a second call for the same module is ignored.
+/// Registers a module's tables, one per type in type order (null for entity types). Called at load,
+/// after the module's own registration; a second call for the same module is ignored.
 void valueLogFormsIs(const VemModule* module, const ValueLogForm* const* perType) noexcept;
 
-// The table of a registered type, or null (entity types, modules that registered none).
+/// The table of a registered type, or null (entity types, modules that registered none).
 const ValueLogForm* valueLogForm(const VemType& type) noexcept;
-// The table of a built-in type reference (U8 ... Vem::Seconds), or null.
+/// The table of a built-in type reference (U8 ... Vem::Seconds), or null.
 const ValueLogForm* builtinLogForm(int16_t code) noexcept;
 
 }  // namespace Vem

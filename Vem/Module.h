@@ -1,6 +1,7 @@
-// Registration tables of a module: the constant data that the code generator emits per module and that
-// the registry, the reflective interface and the text-form services read. Byte offsets and widths are
-// fixed (x86 is little-endian, which the packed layouts below rely on).
+/// \file
+/// Registration tables of a module: the constant data that the code generator emits per module and that
+/// the registry, the reflective interface and the text-form services read. Byte offsets and widths are
+/// fixed (x86 is little-endian, which the packed layouts below rely on).
 #pragma once
 
 #include <cstddef>
@@ -10,7 +11,7 @@ namespace Vem {
 
 struct VemModule;
 
-// Kind byte of a type record.
+/// Kind byte of a type record.
 namespace TypeKind {
 inline constexpr uint8_t value = 0x21;
 inline constexpr uint8_t enumeration = 0x25;
@@ -19,7 +20,7 @@ inline constexpr uint8_t polymorphic = 0x40;
 inline constexpr uint8_t protobufForm = 0x80;
 }  // namespace TypeKind
 
-// Built-in types, as negative type references.
+/// Built-in types, as negative type references.
 namespace BuiltinType {
 inline constexpr int16_t none = -1;
 inline constexpr int16_t entityBase = -3;
@@ -32,11 +33,11 @@ inline constexpr int16_t u64 = -11;
 inline constexpr int16_t boolean = -13;
 inline constexpr int16_t string = -18;
 inline constexpr int16_t seconds = -26;
-// The name of a built-in type reference, or nullptr for codes that name none.
+/// The name of a built-in type reference, or nullptr for codes that name none.
 const char* name(int16_t code) noexcept;
 }  // namespace BuiltinType
 
-// Member flags A and B.
+/// Member flags A and B.
 namespace MemberFlagsA {
 inline constexpr uint16_t mutableSetter = 0x8000;
 inline constexpr uint16_t entityAttribute = 0x4000;
@@ -59,7 +60,7 @@ inline constexpr uint16_t storedData = 0x0001;
 inline constexpr uint16_t set = 0x0008;
 }  // namespace MemberFlagsB
 
-// 16 bytes per type, in declaration order; the position is the type's index in its module.
+/// 16 bytes per type, in declaration order; the position is the type's index in its module.
 struct __attribute__((packed, aligned(2))) TypeRecord {
   uint8_t kind;
   uint8_t zero1;
@@ -80,7 +81,7 @@ struct __attribute__((packed, aligned(2))) TypeRecord {
 };
 static_assert(sizeof(TypeRecord) == 16);
 
-// 20 bytes per member; a type's members are contiguous and in declaration order.
+/// 20 bytes per member; a type's members are contiguous and in declaration order.
 struct __attribute__((packed, aligned(2))) MemberRecord {
   uint16_t attributeId;
   uint16_t flagsA;
@@ -95,7 +96,7 @@ struct __attribute__((packed, aligned(2))) MemberRecord {
 };
 static_assert(sizeof(MemberRecord) == 20);
 
-// 6 bytes per parameter; lists end with an all-zero record, and record 0 is one.
+/// 6 bytes per parameter; lists end with an all-zero record, and record 0 is one.
 struct ParamRecord {
   uint16_t nameHigh;  // name offset >> 8
   uint16_t nameLow;   // name offset & 0xff
@@ -106,20 +107,20 @@ struct ParamRecord {
 };
 static_assert(sizeof(ParamRecord) == 6);
 
-// One entry of the type-reference table, sorted by the name of the type it denotes.
+/// One entry of the type-reference table, sorted by the name of the type it denotes.
 struct TypeRefEntry {
   const VemModule* module;
   uint32_t index;
 };
 
-// Entry-point signatures reached through the implementation table.
+/// Entry-point signatures reached through the implementation table.
 using NewEntityForDirFn = void* (*)(const void* name, void* directory);
 using ConstructFromCtorArgsFn = void (*)(void* destination, const void* const* arguments);
 using AttributeOpFn = int (*)(void* result, void* object, const void* field, uint8_t operation,
                               const void* argument1, const void* argument2);
 using IteratorFn = void* (*)(void* entity, const void* startKey, const void* field, const void** iteratorOps);
 
-// Six pointer-sized slots per type, in type-record order.
+/// Six pointer-sized slots per type, in type-record order.
 struct ImplEntry {
   NewEntityForDirFn newEntityForDir;
   const void* attrLogHandlers;  // entity types: their handler table
@@ -130,7 +131,7 @@ struct ImplEntry {
 };
 static_assert(sizeof(ImplEntry) == 6 * sizeof(void*));
 
-// The module descriptor: eight pointer-width words.
+/// The module descriptor: eight pointer-width words.
 struct VemModule {
   const TypeRecord* types;
   const MemberRecord* members;
@@ -147,7 +148,7 @@ static_assert(sizeof(VemModule) == 8 * sizeof(void*));
 
 namespace Vem {
 
-// The layout word of a type: size << 3 | log2(alignment).
+/// The layout word of a type: size << 3 | log2(alignment).
 template <class T>
 constexpr uint16_t layoutOf() noexcept {
   uint16_t log2 = 0;

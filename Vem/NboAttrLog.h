@@ -1,6 +1,7 @@
-// Attribute-log streams: values in network byte order. Out appends to a byte buffer; In reads a bounded
-// buffer and raises Vem::RangeException instead of reading past its end, so a record that does not fit
-// its bytes is refused before anything is applied. The log forms of every value kind are LogTraits below.
+/// \file
+/// Attribute-log streams: values in network byte order. Out appends to a byte buffer; In reads a bounded
+/// buffer and raises Vem::RangeException instead of reading past its end, so a record that does not fit
+/// its bytes is refused before anything is applied. The log forms of every value kind are LogTraits below.
 #pragma once
 
 #include <Lumo/String.h>
@@ -21,8 +22,8 @@ namespace Vem {
 
 namespace NboAttrLog {
 
-// The identity of an entity on one stream: assigned by the sending side when the entity first goes out,
-// never reused on that stream. 0 names no entity.
+/// The identity of an entity on one stream: assigned by the sending side when the entity first goes out,
+/// never reused on that stream. 0 names no entity.
 struct EntityId {
   uint32_t value = 0;
   explicit operator bool() const noexcept { return value != 0; }
@@ -38,7 +39,7 @@ class Out {
   void u32(uint32_t v) { bigEndian(v, 4); }
   void u64(uint64_t v) { bigEndian(v, 8); }
   void bytes(const void* p, std::size_t n) { buffer_.append(static_cast<const char*>(p), n); }
-  // A string: its 4-byte length, then its bytes, no terminator.
+  /// A string: its 4-byte length, then its bytes, no terminator.
   void string(std::string_view s) {
     u32(static_cast<uint32_t>(s.size()));
     buffer_.append(s);
@@ -74,7 +75,7 @@ class In {
     return Lumo::String(bytes(n));
   }
 
-  // The readers under the names the generated handlers use.
+  /// The readers under the names the generated handlers use.
   uint8_t nextU8() { return u8(); }
   uint16_t nextU16() { return u16(); }
   uint32_t nextU32() { return u32(); }
@@ -86,14 +87,14 @@ class In {
     return b != 0;
   }
   Lumo::String nextString() { return string(); }
-  // A string that must fill exactly `length` bytes: its 4-byte length and its bytes.
+  /// A string that must fill exactly `length` bytes: its 4-byte length and its bytes.
   Lumo::String nextValidString(uint32_t length) {
     uint32_t n = u32();
     if (length < 4 || n != length - 4) throw RangeException("attribute log: string length does not match its record");
     return Lumo::String(bytes(n));
   }
   EntityId nextEntity() { return EntityId{u32()}; }
-  // The entity id at the read position, left unread.
+  /// The entity id at the read position, left unread.
   EntityId peekEntityId() const {
     if (size_ - pos_ < 4) truncated(4);
     const uint8_t* p = data_ + pos_;
@@ -126,7 +127,7 @@ class In {
 
 }  // namespace NboAttrLog
 
-// The log form of one field type: write, read, and size in bytes.
+/// The log form of one field type: write, read, and size in bytes.
 template <class T>
 struct LogTraits {
   static void write(NboAttrLog::Out& out, const T& v) {
@@ -180,8 +181,8 @@ struct LogTraits<Lumo::String> {
 [[noreturn]] void failWithAttrLogValueCollectionDefaultKey();
 [[noreturn]] void failWithAttrLogValueCollectionDuplicateKey();
 
-// A keyed collection held inside a value: its entries as key then value in iteration order, ended by
-// one default key. The default key itself therefore cannot be carried, and a key read twice is refused.
+/// A keyed collection held inside a value: its entries as key then value in iteration order, ended by
+/// one default key. The default key itself therefore cannot be carried, and a key read twice is refused.
 template <class C>
 concept LogValueCollection = requires(const C& c, C& m, const typename C::Key& k, const typename C::Value& v) {
   { c.begin().valid() } -> std::convertible_to<bool>;
@@ -226,7 +227,7 @@ struct LogTraits<C> {
   }
 };
 
-// Vem::Seconds travels as the 8 bytes of its IEEE-754 double, big-endian.
+/// Vem::Seconds travels as the 8 bytes of its IEEE-754 double, big-endian.
 template <>
 struct LogTraits<double> {
   static void write(NboAttrLog::Out& out, double v) {
@@ -241,8 +242,8 @@ struct LogTraits<double> {
   static std::size_t size(double) { return 8; }
 };
 
-// A generated value: its stored fields in declaration order. A value that cannot be written (a
-// collection inside it holds the default key) leaves the output as it found it.
+/// A generated value: its stored fields in declaration order. A value that cannot be written (a
+/// collection inside it holds the default key) leaves the output as it found it.
 template <GeneratedValue T>
 void valueToLog(NboAttrLog::Out& out, const T& v) {
   const std::size_t start = out.size();

@@ -1,9 +1,10 @@
-// The receiving side of the attribute log. A Demuxer takes the stream's bytes as they arrive (in any
-// pieces), cuts them into records, and hands each whole record to the mirror it addresses: a root
-// record builds a new mirror (newEntityForAttrLog), an attribute record goes to the mirror's type
-// handlers (doHandleAttrDeserialization), a marker to doHandleAttrTransaction. A record is read whole
-// before anything is applied; a malformed one is refused with Vem::RangeException and nothing of it is
-// applied. A stream that has been refused stays refused: its framing can no longer be trusted.
+/// \file
+/// The receiving side of the attribute log. A Demuxer takes the stream's bytes as they arrive (in any
+/// pieces), cuts them into records, and hands each whole record to the mirror it addresses: a root
+/// record builds a new mirror (newEntityForAttrLog), an attribute record goes to the mirror's type
+/// handlers (doHandleAttrDeserialization), a marker to doHandleAttrTransaction. A record is read whole
+/// before anything is applied; a malformed one is refused with Vem::RangeException and nothing of it is
+/// applied. A stream that has been refused stays refused: its framing can no longer be trusted.
 #pragma once
 
 #include <Lumo/Ptr.h>
@@ -24,9 +25,9 @@ namespace Vem::NboAttrLog {
 class Demuxer {
  public:
   using Sa = Entity::VemNboAttrLogSa;
-  // Told of every new root mirror, once it exists.
+  /// Told of every new root mirror, once it exists.
   using RootObserver = std::function<void(EntityId, const Lumo::Ptr<Entity>&)>;
-  // The platform's read-only-proxy policy: may this attribute be written from the remote side?
+  /// The platform's read-only-proxy policy: may this attribute be written from the remote side?
   using WritePolicy = std::function<bool(const Sa&, AttributeId)>;
 
   Demuxer();
@@ -34,36 +35,36 @@ class Demuxer {
   Demuxer(const Demuxer&) = delete;
   Demuxer& operator=(const Demuxer&) = delete;
 
-  // Appends bytes and applies every record now complete. Throws Vem::RangeException on a malformed
-  // record; what came before it stays applied, nothing of it or after it is.
+  /// Appends bytes and applies every record now complete. Throws Vem::RangeException on a malformed
+  /// record; what came before it stays applied, nothing of it or after it is.
   void feed(const void* data, std::size_t size);
   void feed(std::string_view bytes) { feed(bytes.data(), bytes.size()); }
 
   bool failed() const noexcept { return failed_; }
   const std::string& error() const noexcept { return error_; }
-  // Bytes of an incomplete record waiting for the rest.
+  /// Bytes of an incomplete record waiting for the rest.
   std::size_t partial() const noexcept { return input_.size() - head_; }
   uint64_t recordsApplied() const noexcept { return applied_; }
   uint64_t unknownAttributeRecords() const noexcept { return unknownAttributes_; }
   uint64_t replacedChildren() const noexcept { return replacedChildren_; }
 
   void rootObserverIs(RootObserver observer) { rootObserver_ = std::move(observer); }
-  // Mirrors built from now on are read-only proxies under this policy (none allowed by default).
+  /// Mirrors built from now on are read-only proxies under this policy (none allowed by default).
   void readOnlyProxyIs(bool on) noexcept { readOnlyProxy_ = on; }
   void writePolicyIs(WritePolicy policy) { writePolicy_ = std::move(policy); }
   bool allowWriteFromReadOnlyRemote(const Sa& sa, AttributeId attribute) const {
     return writePolicy_ && writePolicy_(sa, attribute);
   }
 
-  // ---- mirrors by stream id ----
+  /// ---- mirrors by stream id ----
   Entity* entityOf(EntityId id) const noexcept;
   EntityId idOf(const Entity* e) const noexcept;
   Lumo::Ptr<Entity> root(EntityId id) const;
   std::size_t boundCount() const noexcept { return bindings_.size(); }
 
-  // ---- for the type handlers ----
+  /// ---- for the type handlers ----
   void bind(EntityId id, const Lumo::Ptr<Entity>& entity, EntityId parent);
-  // Forgets a mirror that its owner dropped, and everything below it.
+  /// Forgets a mirror that its owner dropped, and everything below it.
   void unbind(const Entity* e) noexcept;
   void noteReplacedChild() noexcept { ++replacedChildren_; }
   void noteUnknownAttribute() noexcept { ++unknownAttributes_; }

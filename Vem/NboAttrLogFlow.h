@@ -1,8 +1,9 @@
-// Flow-out records: what an attribute-log stream adapter still owes its receiver after the output ran
-// out of room. The base keeps the per-attribute bits (collections: synced by a whole pass; scalars:
-// dirty) and the bookmark of an interrupted collection pass; FlowOutFor<T> adds, per collection of the
-// entity type T, the set of keys changed and not yet sent, the "last entry deferred" bit, and for
-// instantiating collections the ephemeral key set.
+/// \file
+/// Flow-out records: what an attribute-log stream adapter still owes its receiver after the output ran
+/// out of room. The base keeps the per-attribute bits (collections: synced by a whole pass; scalars:
+/// dirty) and the bookmark of an interrupted collection pass; FlowOutFor<T> adds, per collection of the
+/// entity type T, the set of keys changed and not yet sent, the "last entry deferred" bit, and for
+/// instantiating collections the ephemeral key set.
 #pragma once
 
 #include <Lumo/Allocator.h>
@@ -40,7 +41,7 @@ struct AttrAtImpl<I, AttributeList<A...>> {
 template <std::size_t I, class List>
 using AttrAt = typename AttrAtImpl<I, List>::type;
 
-// Calls fn.template operator()<I>() for each attribute position in order; stops at the first true.
+/// Calls fn.template operator()<I>() for each attribute position in order; stops at the first true.
 template <class List, class Fn>
 bool anyAttr(Fn&& fn) {
   return [&]<std::size_t... I>(std::index_sequence<I...>) {
@@ -56,7 +57,7 @@ constexpr bool isKeyedKind(AttrKind k) noexcept {
          k == AttrKind::refs;
 }
 
-// The key form of a collection's dirty-key set: the collection's own where it has one.
+/// The key form of a collection's dirty-key set: the collection's own where it has one.
 template <class K>
 struct DefaultKeyForm {
   using type = std::conditional_t<
@@ -98,13 +99,13 @@ class FlowOut : public Lumo::Node {
   Entity::VemNboAttrLogSa* adapter() const noexcept { return adapter_; }
   int32_t startAttribute() const noexcept { return start_; }
 
-  // Collections: fully sent by a whole pass. Scalars: changed and not yet sent. By attribute id; an id
-  // the type does not have reads false and is not stored.
+  /// Collections: fully sent by a whole pass. Scalars: changed and not yet sent. By attribute id; an id
+  /// the type does not have reads false and is not stored.
   bool vemHasSynced(AttributeId id) const noexcept { return bit(synced_, id); }
   void vemHasSyncedIs(AttributeId id, bool on) noexcept { bitIs(synced_, id, on); }
   bool vemIsDirty(AttributeId id) const noexcept { return bit(dirty_, id); }
   void vemIsDirtyIs(AttributeId id, bool on) noexcept { bitIs(dirty_, id, on); }
-  // Collections: whether the last entry handed to the adapter was deferred (vemIs<Attribute>Dirty_).
+  /// Collections: whether the last entry handed to the adapter was deferred (vemIs<Attribute>Dirty_).
   bool vemIsCollDirty(AttributeId id) const noexcept { return bit(collDirty_, id); }
   void vemIsCollDirtyIs(AttributeId id, bool on) noexcept { bitIs(collDirty_, id, on); }
   bool anyScalarDirty() const noexcept {
@@ -113,8 +114,8 @@ class FlowOut : public Lumo::Node {
     return false;
   }
 
-  // The bookmark of an interrupted collection pass: a heap copy of the key to resume at, and the
-  // collection's layout when it was taken (a pass resumed on another layout starts again).
+  /// The bookmark of an interrupted collection pass: a heap copy of the key to resume at, and the
+  /// collection's layout when it was taken (a pass resumed on another layout starts again).
   bool hasBookmark() const noexcept { return bookmark_ != nullptr; }
   AttributeId bookmarkAttribute() const noexcept { return bookmarkAttr_; }
   uint32_t bookmarkLayout() const noexcept { return bookmarkLayout_; }
@@ -170,8 +171,8 @@ class FlowOut : public Lumo::Node {
   uint32_t bookmarkLayout_ = 0;
 };
 
-// What a flow-out record holds for one attribute: nothing for scalars, the dirty-key set for
-// collections, and the ephemeral set as well for instantiating collections.
+/// What a flow-out record holds for one attribute: nothing for scalars, the dirty-key set for
+/// collections, and the ephemeral set as well for instantiating collections.
 template <class T, class A, bool Keyed = isKeyedKind(A::kind)>
 struct FlowSlot {};
 template <class T, class A>

@@ -1,10 +1,11 @@
-// The sending side of the attribute log. A Sender is one output stream with a finite room (bytes
-// written and not yet taken by the transport); it keeps one stream adapter (Entity::VemNboAttrLogSa)
-// per entity it carries. An adapter subscribes to its entity and, for each announced change, has the
-// entity type's handlers (Vem/TypeImpl.h) write a record when the room allows, or remember the change
-// in its flow-out record (Vem/NboAttrLogFlow.h) and send it when the Sender resumes withheld output.
-// The receiving side (Vem/NboAttrLogDemux.h) uses the same adapter class, bound to its Demuxer.
-// Record framing: docs/attribute-log.md.
+/// \file
+/// The sending side of the attribute log. A Sender is one output stream with a finite room (bytes
+/// written and not yet taken by the transport); it keeps one stream adapter (Entity::VemNboAttrLogSa)
+/// per entity it carries. An adapter subscribes to its entity and, for each announced change, has the
+/// entity type's handlers (Vem/TypeImpl.h) write a record when the room allows, or remember the change
+/// in its flow-out record (Vem/NboAttrLogFlow.h) and send it when the Sender resumes withheld output.
+/// The receiving side (Vem/NboAttrLogDemux.h) uses the same adapter class, bound to its Demuxer.
+/// Record framing: docs/attribute-log.md.
 #pragma once
 
 #include <Lumo/Ptr.h>
@@ -29,7 +30,7 @@ namespace NboAttrLog {
 
 class Demuxer;
 
-// Every record: entity id (U32), kind (U8), attribute id (U16), payload length (U32), payload.
+/// Every record: entity id (U32), kind (U8), attribute id (U16), payload length (U32), payload.
 namespace Frame {
 inline constexpr std::size_t kHeaderSize = 11;
 inline constexpr uint32_t kMaxPayload = 1u << 24;
@@ -37,10 +38,10 @@ enum Kind : uint8_t { attribute = 0, transaction = 1, newRoot = 2 };
 inline constexpr std::size_t kMarkerSize = kHeaderSize + 1;
 }  // namespace Frame
 
-// A deleted collection key travels under the negated attribute id (65278 for 258).
+/// A deleted collection key travels under the negated attribute id (65278 for 258).
 constexpr AttributeId negated(AttributeId id) noexcept { return static_cast<AttributeId>(0x10000u - id); }
 
-// The multicast path: takes whole records (header included) or refuses them.
+/// The multicast path: takes whole records (header included) or refuses them.
 class MulticastSink {
  public:
   virtual ~MulticastSink() = default;
@@ -50,14 +51,14 @@ class MulticastSink {
 }  // namespace NboAttrLog
 
 namespace StreamAdapter {
-// Markers around a whole-collection pass. A pass resumed after an interruption begins with `resume`,
-// which leaves the receiver's deletion marks as the first begin set them.
+/// Markers around a whole-collection pass. A pass resumed after an interruption begins with `resume`,
+/// which leaves the receiver's deletion marks as the first begin set them.
 enum AttrTransactionType : uint8_t { begin = 0, resume = 1, end = 2 };
 }  // namespace StreamAdapter
 
 using EntityId = NboAttrLog::EntityId;
 
-// The attribute-log handler table of an entity type (Vem::TypeImpl<T>::table), in slot order.
+/// The attribute-log handler table of an entity type (Vem::TypeImpl<T>::table), in slot order.
 struct AttrLogHandlers {
   using Sa = Entity::VemNboAttrLogSa;
   Lumo::Ptr<Entity> (*newEntityForAttrLog)(NboAttrLog::In& in);
@@ -80,14 +81,14 @@ struct AttrLogHandlers {
 };
 static_assert(sizeof(AttrLogHandlers) == 16 * sizeof(void*));
 
-// The handler table of an entity's type, from its registration.
+/// The handler table of an entity's type, from its registration.
 inline const AttrLogHandlers* attrLogHandlersOf(const VemType& type) noexcept {
   return type.valid() ? static_cast<const AttrLogHandlers*>(type.impl().attrLogHandlers) : nullptr;
 }
 
 class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
  public:
-  // State word.
+  /// State word.
   static constexpr uint32_t kActive = 0x8;          // the adapter itself is applying a change
   static constexpr uint32_t kReadOnlyProxy = 0x10;  // mirrors an entity this process may not change
   static constexpr uint32_t kRootPending = 0x20;    // the root record is still to be written
@@ -95,10 +96,10 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
   static constexpr uint32_t kMulticastHeldA = 0x80000;
   static constexpr uint32_t kMulticastHeldB = 0x100000;
 
-  // Sending: subscribes to the entity.
+  /// Sending: subscribes to the entity.
   VemNboAttrLogSa(NboAttrLog::Sender& sender, const Lumo::Ptr<Entity>& entity, EntityId id,
                   const AttrLogHandlers* handlers, VemNboAttrLogSa* parent);
-  // Receiving: applies records to the entity.
+  /// Receiving: applies records to the entity.
   VemNboAttrLogSa(NboAttrLog::Demuxer& demuxer, const Lumo::Ptr<Entity>& entity, EntityId id,
                   const AttrLogHandlers* handlers);
   ~VemNboAttrLogSa() override;
@@ -124,42 +125,42 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
   void isActiveIs(bool on) noexcept { state_ = on ? (state_ | kActive) : (state_ & ~kActive); }
   bool readOnlyProxy() const noexcept { return (state_ & kReadOnlyProxy) != 0; }
 
-  // ---- sending ----
+  /// ---- sending ----
   NboAttrLog::FlowOut* flowOut() const noexcept { return flowOut_.get(); }
   template <class F>
   F* flowOutAs() const noexcept {
     return static_cast<F*>(flowOut_.get());
   }
-  // The checks that grant room for one record: the output to write the payload to, or null when the
-  // room does not allow it (the adapter then keeps a flow-out record, and for a scalar marks it dirty).
+  /// The checks that grant room for one record: the output to write the payload to, or null when the
+  /// room does not allow it (the adapter then keeps a flow-out record, and for a scalar marks it dirty).
   NboAttrLog::Out* singletonSerializeCheck(AttributeId attribute, std::size_t payloadSize);
   NboAttrLog::Out* collSerializeCheck(AttributeId attribute, bool deleted, std::size_t payloadSize);
   NboAttrLog::Out* instantiatingCollSerializeCheck(AttributeId attribute, bool deleted, std::size_t payloadSize);
-  // Ends the record begun by a granted check.
+  /// Ends the record begun by a granted check.
   void outSmCommitMessage();
-  // Room for the begin and end markers of a whole-collection pass (held back for the end marker
-  // until passEnd).
+  /// Room for the begin and end markers of a whole-collection pass (held back for the end marker
+  /// until passEnd).
   bool collPassCheck();
   void passBegin(AttributeId attribute, uint8_t type);
   void passEnd(AttributeId attribute);
   bool readyToSerialize() const noexcept { return sender_ != nullptr; }
-  // Whether a pass should go on: room for at least a small record.
+  /// Whether a pass should go on: room for at least a small record.
   bool continueFlowOut() const noexcept;
-  // Offers one record to the multicast path; true when it took it.
+  /// Offers one record to the multicast path; true when it took it.
   bool doMessageMulticast(AttributeId wireAttribute, std::size_t payloadSize,
                           void (*writePayload)(NboAttrLog::Out&, const void*), const void* context);
-  // Writes one entry of an instantiating collection: the child's id and key, or the key alone for a
-  // deletion; a child new to this stream gets an adapter of its own. False when deferred.
+  /// Writes one entry of an instantiating collection: the child's id and key, or the key alone for a
+  /// deletion; a child new to this stream gets an adapter of its own. False when deferred.
   bool handleInstantiatingCollSerializationImpl(AttributeId attribute, std::size_t keySize,
                                                 void (*writeKey)(NboAttrLog::Out&, const void*), const void* key,
                                                 Entity* child, VemNboAttrLogSa* childAdapter, bool ephemeral);
-  // Writes an instantiating singleton: the child's id and name, or id 0 when there is none.
+  /// Writes an instantiating singleton: the child's id and name, or id 0 when there is none.
   bool handleChildSingletonSerialization(AttributeId attribute, Entity* child);
-  // The old value of the announcement being handled (null outside one, or for a new entry).
+  /// The old value of the announcement being handled (null outside one, or for a new entry).
   const void* announcedOldValue() const noexcept { return announcedOld_; }
-  // Stops carrying a child removed from this entity, and everything below it.
+  /// Stops carrying a child removed from this entity, and everything below it.
   void releaseChild(Entity* child) noexcept;
-  // Makes sure a flow-out record exists (one that owes nothing) and that the Sender will resume it.
+  /// Makes sure a flow-out record exists (one that owes nothing) and that the Sender will resume it.
   NboAttrLog::FlowOut& ensureFlowOut();
   void flowOutDone() noexcept { flowOut_.reset(); }
   AttributeId resumeAttribute() const noexcept { return resumeAttr_; }
@@ -167,10 +168,10 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
 
   void onChange(AttributeId attributeId, const void* key, const void* oldValue) override;
 
-  // ---- receiving ----
+  /// ---- receiving ----
   NboAttrLog::Demuxer& streamDemuxer() const;
-  // Records for ids the type does not have: nameString is fixed at construction and other ids are
-  // from a newer definition; both are skipped (the Demuxer counts them).
+  /// Records for ids the type does not have: nameString is fixed at construction and other ids are
+  /// from a newer definition; both are skipped (the Demuxer counts them).
   void doBaseVemNboAttrLogSaMsg(AttributeId attribute, uint32_t length, NboAttrLog::In& in);
 
  private:
@@ -195,9 +196,9 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
 
 namespace NboAttrLog {
 
-// One output stream. Bytes accumulate in output() until the transport takes them (consume); the room
-// bounds how many may wait. Records that do not fit are withheld in flow-out records and written by
-// flowOut() once the transport has made room.
+/// One output stream. Bytes accumulate in output() until the transport takes them (consume); the room
+/// bounds how many may wait. Records that do not fit are withheld in flow-out records and written by
+/// flowOut() once the transport has made room.
 class Sender {
  public:
   static constexpr std::size_t kUnlimited = std::numeric_limits<std::size_t>::max();
@@ -207,19 +208,19 @@ class Sender {
   Sender(const Sender&) = delete;
   Sender& operator=(const Sender&) = delete;
 
-  // Starts carrying an entity and everything it instantiates: its root record and its whole state
-  // follow as the room allows. Returns its id on this stream (the existing one if already carried).
+  /// Starts carrying an entity and everything it instantiates: its root record and its whole state
+  /// follow as the room allows. Returns its id on this stream (the existing one if already carried).
   EntityId attach(const Lumo::Ptr<Entity>& root);
-  // Stops carrying a root entity (its children too). The receiver keeps its mirrors.
+  /// Stops carrying a root entity (its children too). The receiver keeps its mirrors.
   void detach(Entity& root) noexcept;
 
   void roomIs(std::size_t bytes) noexcept { room_ = bytes; }
   std::size_t room() const noexcept { return room_; }
   std::size_t buffered() const noexcept { return buffer_.size() - head_; }
   std::string_view output() const noexcept { return std::string_view(buffer_).substr(head_); }
-  // The transport has taken the first n bytes of output().
+  /// The transport has taken the first n bytes of output().
   void consume(std::size_t n) noexcept;
-  // Writes withheld output while the room allows. True when nothing is withheld any more.
+  /// Writes withheld output while the room allows. True when nothing is withheld any more.
   bool flowOut();
   bool withheld() const noexcept { return !pending_.empty(); }
   std::size_t adapterCount() const noexcept { return adapters_.size(); }
@@ -228,10 +229,10 @@ class Sender {
   void multicastSinkIs(MulticastSink* sink) noexcept { multicast_ = sink; }
   MulticastSink* multicastSink() const noexcept { return multicast_; }
 
-  // ---- for adapters ----
-  // Room for a record of this payload size, on top of what open passes hold back for their end markers.
+  /// ---- for adapters ----
+  /// Room for a record of this payload size, on top of what open passes hold back for their end markers.
   bool roomFor(std::size_t payloadSize) const noexcept;
-  // Begins a record and returns the output to write its payload to.
+  /// Begins a record and returns the output to write its payload to.
   Out* beginRecord(EntityId entity, uint8_t kind, AttributeId attribute);
   void commitRecord();
   void abandonRecord() noexcept;

@@ -1,7 +1,8 @@
-// RbTreeMap: a collection iterated in key order (ValueTraits<Key>::compare), over a red-black tree
-// of reference-counted entry nodes that come from the slab allocator. Same change, version and
-// deletion-mark rules as HashMap2018. Iterators hold their entry's node and survive any change: after
-// one they continue from the first key greater than their own.
+/// \file
+/// RbTreeMap: a collection iterated in key order (ValueTraits<Key>::compare), over a red-black tree
+/// of reference-counted entry nodes that come from the slab allocator. Same change, version and
+/// deletion-mark rules as HashMap2018. Iterators hold their entry's node and survive any change: after
+/// one they continue from the first key greater than their own.
 #pragma once
 
 #include <Lumo/Allocator.h>
@@ -36,15 +37,15 @@ struct SlabStdAllocator {
 template <class K, class V>
 class RbTreeMap;
 
-// One entry of an RbTreeMap: its key and value in one reference-counted node. The map holds one
-// reference; an iterator or a caller that holds another keeps the entry readable after its removal.
+/// One entry of an RbTreeMap: its key and value in one reference-counted node. The map holds one
+/// reference; an iterator or a caller that holds another keeps the entry readable after its removal.
 template <class K, class V>
 class RbTreeNode final : public Lumo::Node {
  public:
   RbTreeNode(const K& key, const V& value) : key_(key), value_(value) {}
   const K& key() const noexcept { return key_; }
   const V& value() const noexcept { return value_; }
-  // False once the entry has left its map.
+  /// False once the entry has left its map.
   bool linked() const noexcept { return linked_; }
 
   static void* operator new(std::size_t size) { return Lumo::SlabAllocator::allocate(size); }
@@ -80,7 +81,7 @@ class RbTreeMap {
   using SetResult = Vem::SetResult;
 
   RbTreeMap() = default;
-  // A copy has nodes of its own: changing one map never shows through the other.
+  /// A copy has nodes of its own: changing one map never shows through the other.
   RbTreeMap(const RbTreeMap& o) { copyFrom(o); }
   RbTreeMap(RbTreeMap&& o) noexcept : tree_(std::move(o.tree_)), marked_(o.marked_) { o.emptied(); }
   RbTreeMap& operator=(const RbTreeMap& o) {
@@ -111,7 +112,7 @@ class RbTreeMap {
     auto it = tree_.find(k);
     return it == tree_.end() ? nullptr : &(*it)->value_;
   }
-  // The entry's node, to hold it beyond its removal; null when the key is absent.
+  /// The entry's node, to hold it beyond its removal; null when the key is absent.
   NodePtr node(const K& k) const {
     auto it = tree_.find(k);
     return it == tree_.end() ? NodePtr() : *it;
@@ -153,7 +154,7 @@ class RbTreeMap {
     changed();
   }
 
-  // ---- deletion marks ----
+  /// ---- deletion marks ----
   void markAllForDeletion() noexcept {
     for (const NodePtr& n : tree_) n->marked_ = true;
     marked_ = tree_.size();
@@ -172,7 +173,7 @@ class RbTreeMap {
     return it != tree_.end() && (*it)->marked_;
   }
   std::size_t markedCount() const noexcept { return marked_; }
-  // Erases every marked entry in key order, calling fn(key, removedValue) once it has left the map.
+  /// Erases every marked entry in key order, calling fn(key, removedValue) once it has left the map.
   template <class Fn>
   void eraseMarked(Fn&& fn) {
     auto it = tree_.begin();
@@ -187,9 +188,9 @@ class RbTreeMap {
     }
   }
 
-  // ---- iteration ----
-  // Holds its entry's node. After the entry is removed, key() still answers and next() continues from
-  // the first key greater than it.
+  /// ---- iteration ----
+  /// Holds its entry's node. After the entry is removed, key() still answers and next() continues from
+  /// the first key greater than it.
   class Iterator {
    public:
     Iterator() = default;
@@ -247,7 +248,7 @@ class RbTreeMap {
     }
     marked_ = o.marked_;
   }
-  // Takes the entry out of the tree; the returned reference keeps it alive for the caller.
+  /// Takes the entry out of the tree; the returned reference keeps it alive for the caller.
   NodePtr unlink(typename Tree::const_iterator it) {
     NodePtr n = *it;
     if (n->marked_) --marked_;

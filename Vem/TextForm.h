@@ -1,7 +1,8 @@
-// The generic text form of values:  Qualified::Type(field=value, field=value)
-// Strings are quoted with C-style escapes, so any bytes round-trip; numbers are decimal; booleans are
-// true/false; enumerations are written by enumerator name; nested values nest. Only generated source
-// units include this header (it brings in the stream library).
+/// \file
+/// The generic text form of values:  Qualified::Type(field=value, field=value)
+/// Strings are quoted with C-style escapes, so any bytes round-trip; numbers are decimal; booleans are
+/// true/false; enumerations are written by enumerator name; nested values nest. Only generated source
+/// units include this header (it brings in the stream library).
 #pragma once
 
 #include <Lumo/String.h>
@@ -21,10 +22,10 @@
 
 namespace Vem {
 
-// "No String constructor for <Type> - has collection": values holding a collection have no parser.
+/// "No String constructor for <Type> - has collection": values holding a collection have no parser.
 [[noreturn]] void throwNoStringConstructor(const char* typeName);
 
-// Primitive readers and writers (TextForm.cpp).
+/// Primitive readers and writers (TextForm.cpp).
 void writeQuoted(std::ostream& os, std::string_view bytes);
 Lumo::String parseQuoted(CharRange& in);
 uint64_t parseUnsigned(CharRange& in, uint64_t max, const char* typeName);
@@ -32,16 +33,16 @@ int64_t parseSigned(CharRange& in, int64_t min, int64_t max, const char* typeNam
 bool parseBool(CharRange& in);
 double parseDouble(CharRange& in);
 void writeDouble(std::ostream& os, double v);
-// An identifier-like token (enumerator names, platform names): letters, digits and _ - / . :
+/// An identifier-like token (enumerator names, platform names): letters, digits and _ - / . :
 std::string_view parseToken(CharRange& in);
 
-// Reads "Type(field=": the type name introduces the first field.
+/// Reads "Type(field=": the type name introduces the first field.
 void needPre(CharRange& in, std::string_view typeName, std::string_view fieldName);
-// Reads ", field=": each further field is introduced by its name.
+/// Reads ", field=": each further field is introduced by its name.
 void needSep(CharRange& in, std::string_view fieldName);
-// Reads ")" that closes a value.
+/// Reads ")" that closes a value.
 void needPost(CharRange& in);
-// Reads "Type()": a value with no stored fields.
+/// Reads "Type()": a value with no stored fields.
 void needEmpty(CharRange& in, std::string_view typeName);
 
 template <GeneratedValue T>
@@ -96,7 +97,7 @@ struct TextTraits<double> {
   static void read(CharRange& in, double& v) { v = parseDouble(in); }
 };
 
-// Writes a generated value's stored fields in declaration order under their names.
+/// Writes a generated value's stored fields in declaration order under their names.
 template <GeneratedValue T>
 void valueToStrep(std::ostream& os, const T& v) {
   os << T::vemTypeName << '(';
@@ -116,7 +117,7 @@ Lumo::String valueToString(const T& v) {
   return Lumo::String(os.str());
 }
 
-// Reads one field's value; a failure inside it is raised again with the field's name attached.
+/// Reads one field's value; a failure inside it is raised again with the field's name attached.
 template <class V>
 void desAttrValue(CharRange& in, std::string_view fieldName, V& out) {
   try {
@@ -125,19 +126,19 @@ void desAttrValue(CharRange& in, std::string_view fieldName, V& out) {
     rethrowFromDeserializeAttr(e, std::string(fieldName).c_str());
   }
 }
-// The first field: "Type(field=" and its value.
+/// The first field: "Type(field=" and its value.
 template <class V>
 void desAttrPre(CharRange& in, std::string_view typeName, std::string_view fieldName, V& out) {
   needPre(in, typeName, fieldName);
   desAttrValue(in, fieldName, out);
 }
-// A middle field: ", field=" and its value.
+/// A middle field: ", field=" and its value.
 template <class V>
 void desAttrIntra(CharRange& in, std::string_view fieldName, V& out) {
   needSep(in, fieldName);
   desAttrValue(in, fieldName, out);
 }
-// The last field: ", field=", its value and the closing.
+/// The last field: ", field=", its value and the closing.
 template <class V>
 void desAttrPost(CharRange& in, std::string_view fieldName, V& out) {
   needSep(in, fieldName);
@@ -145,8 +146,8 @@ void desAttrPost(CharRange& in, std::string_view fieldName, V& out) {
   needPost(in);
 }
 
-// Reads the closing of a value when the parse that owns it ends normally; for hand-written parsers whose
-// last field is read by another type's parser.
+/// Reads the closing of a value when the parse that owns it ends normally; for hand-written parsers whose
+/// last field is read by another type's parser.
 class DesAttrPost {
  public:
   explicit DesAttrPost(CharRange& in) noexcept : in_(in), exceptions_(std::uncaught_exceptions()) {}
@@ -161,8 +162,8 @@ class DesAttrPost {
   int exceptions_;
 };
 
-// Parses the generic text form into `v` (whose fields already hold their defaults). Constraints are the
-// caller's to check afterwards.
+/// Parses the generic text form into `v` (whose fields already hold their defaults). Constraints are the
+/// caller's to check afterwards.
 template <GeneratedValue T>
 void parseFields(CharRange& in, T& v) {
   []<class... F, std::size_t... I>(FieldList<F...>, std::index_sequence<I...>, CharRange& text, T& x) {
@@ -181,7 +182,7 @@ void parseFields(CharRange& in, T& v) {
   }(typename T::VemFields{}, std::make_index_sequence<T::VemFields::size>{}, in, v);
 }
 
-// Parses the whole of `text` as a T; text left over is an error.
+/// Parses the whole of `text` as a T; text left over is an error.
 template <class T>
 T strepToValue(std::string_view text) {
   CharRange in(text);

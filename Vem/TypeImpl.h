@@ -1,8 +1,9 @@
-// The attribute-log handlers of every entity type, as templates walking the type's attribute list
-// (`T::VemAttributes`). The compiler emits no handler code per type: the registration table points at
-// TypeImpl<T>::table, and these templates write one record per announced change, resume withheld output
-// attribute by attribute, and apply received records through the type's own setters (so a mirror
-// announces every change it receives).
+/// \file
+/// The attribute-log handlers of every entity type, as templates walking the type's attribute list
+/// (`T::VemAttributes`). The compiler emits no handler code per type: the registration table points at
+/// TypeImpl<T>::table, and these templates write one record per announced change, resume withheld output
+/// attribute by attribute, and apply received records through the type's own setters (so a mirror
+/// announces every change it receives).
 #pragma once
 
 #include <Lumo/Ptr.h>
@@ -27,17 +28,17 @@
 namespace Vem {
 
 namespace NboAttrLog {
-// A collection pass found its collection changed under it: the pass is refused rather than walk stale
-// nodes. The handlers never change a collection while they walk it, so only a fault reaches this.
+/// A collection pass found its collection changed under it: the pass is refused rather than walk stale
+/// nodes. The handlers never change a collection while they walk it, so only a fault reaches this.
 [[noreturn]] void throwPassOnChangedCollection(AttributeId attribute);
 [[noreturn]] void failRecordTooLong();
 }  // namespace NboAttrLog
 
-// The platform's read-only-proxy error: a record would write an attribute of an entity this process
-// may only observe.
+/// The platform's read-only-proxy error: a record would write an attribute of an entity this process
+/// may only observe.
 [[noreturn]] void throwWriteUpdateFromReadOnlyProxyException(const VemType& type, AttributeId attribute);
 
-// Sets the adapter's active bit for a scope; does nothing without an adapter.
+/// Sets the adapter's active bit for a scope; does nothing without an adapter.
 class AttrLogActiveScope {
  public:
   explicit AttrLogActiveScope(Entity::VemNboAttrLogSa* sa) noexcept : sa_(sa), was_(sa && sa->isActive()) {
@@ -81,8 +82,8 @@ struct TypeImpl {
 
   // ---- construction ----------------------------------------------------------------------------
 
-  // Constructor parameters: the constructor attributes that the compiler lists in constructor order (the
-  // name first for a type built from one, else the key), wherever they stand among the attributes.
+  /// Constructor parameters: the constructor attributes that the compiler lists in constructor order (the
+  /// name first for a type built from one, else the key), wherever they stand among the attributes.
   static constexpr bool kByName = requires(const T& t) { t.name(); };
   template <class L>
   struct CtorFieldsOf;
@@ -97,8 +98,8 @@ struct TypeImpl {
   using CF = typename CtorFields::template At<J>;
   static constexpr std::size_t kCtorCount = T::VemCtorFields::size;
   using CtorValues = typename CtorFields::Values;
-  // A fixed constructor attribute has no setter: its value came with the constructor, so a record of it
-  // is not applied. Settable constructor attributes change afterwards like any other.
+  /// A fixed constructor attribute has no setter: its value came with the constructor, so a record of it
+  /// is not applied. Settable constructor attributes change afterwards like any other.
   static constexpr bool isCtorAttribute(AttributeId id) {
     return [&]<std::size_t... I>(std::index_sequence<I...>) {
       return (((A<I>::id == id) && A<I>::kind == AttrKind::scalar &&
@@ -133,7 +134,7 @@ struct TypeImpl {
 
   // ---- flow-out records --------------------------------------------------------------------------
 
-  // s: the first attribute the receiver still needs; negative when it needs none.
+  /// s: the first attribute the receiver still needs; negative when it needs none.
   static Lumo::Ptr<NboAttrLog::FlowOut> newFlowOut(Sa& sa, bool, int32_t s) {
     Lumo::Ptr<Flow> f = Lumo::Ptr<Flow>::adopt(new Flow(&sa, s));
     anyAttr<Attrs>([&]<std::size_t I>() {
@@ -174,7 +175,7 @@ struct TypeImpl {
     LogTraits<K>::write(out, *e.key);
     if (e.value != nullptr) LogTraits<V>::write(out, *e.value);
   }
-  // Writes a granted record's payload and commits it; a value that cannot be written leaves nothing.
+  /// Writes a granted record's payload and commits it; a value that cannot be written leaves nothing.
   static void writeGranted(Sa& sa, Out& out, void (*write)(Out&, const void*), const void* what) {
     try {
       write(out, what);
@@ -275,7 +276,7 @@ struct TypeImpl {
       writeCollEntry<I>(sa, k);
   }
 
-  // One announced change. False for an attribute the type does not have.
+  /// One announced change. False for an attribute the type does not have.
   static bool streamAdapterOnAttribute(Sa& sa, AttributeId id, const void* key) {
     return anyAttr<Attrs>([&]<std::size_t I>() {
       if (A<I>::id != id) return false;
@@ -299,7 +300,7 @@ struct TypeImpl {
       return 0;  // ordered by key: resuming at a key is right whatever changed
   }
 
-  // The whole-collection pass, then the dirty-key pass. True when the collection is completely sent.
+  /// The whole-collection pass, then the dirty-key pass. True when the collection is completely sent.
   template <std::size_t I>
   static bool collPass(Sa& sa, Flow* f) {
     using K = typename S<I>::Key;
@@ -369,8 +370,8 @@ struct TypeImpl {
     return true;
   }
 
-  // Resumes withheld output from attribute a (0: the first): 0 when all is sent, else the attribute to
-  // resume at; -1 for an id the type does not have.
+  /// Resumes withheld output from attribute a (0: the first): 0 when all is sent, else the attribute to
+  /// resume at; -1 for an id the type does not have.
   static int32_t handleAttrFlowOut(Sa& sa, AttributeId a, NboAttrLog::FlowOut& fo) {
     Flow& f = static_cast<Flow&>(fo);
     if (a != 0 && !anyAttr<Attrs>([&]<std::size_t I>() { return A<I>::id == a; })) return -1;
@@ -399,7 +400,7 @@ struct TypeImpl {
       return writeScalar<I>(sa);
   }
 
-  // The instantiating collections, whole.
+  /// The instantiating collections, whole.
   static bool vemInstantiateSerialize(Sa& sa) {
     bool done = true;
     anyAttr<Attrs>([&]<std::size_t I>() {
@@ -415,7 +416,7 @@ struct TypeImpl {
     const MemberRecord* m = T::vemType().memberById(id);
     return m != nullptr ? T::vemType().memberName(*m).data() : "?";
   }
-  // Reads a record's payload whole; a malformed one is refused naming the attribute.
+  /// Reads a record's payload whole; a malformed one is refused naming the attribute.
   template <class Fn>
   static void readAttr(AttributeId id, In& in, Fn&& read) {
     try {
@@ -482,8 +483,8 @@ struct TypeImpl {
     deleteKey<I>(sa, k);
   }
 
-  // A child under this key that the stream does not know as `id` was replaced by the sender (created
-  // and removed between two flows): the mirror drops it, so that a fresh one is built.
+  /// A child under this key that the stream does not know as `id` was replaced by the sender (created
+  /// and removed between two flows): the mirror drops it, so that a fresh one is built.
   template <std::size_t I>
   static void checkEphemeralEntityDeletion(Sa& sa, const typename S<I>::Key& k, EntityId id) {
     const auto* existing = (sa.entityAs<T>().*A<I>::field).find(k);
@@ -582,7 +583,7 @@ struct TypeImpl {
     if (!handled) sa.doBaseVemNboAttrLogSaMsg(id, length, in);
   }
 
-  // Begin marks every entry of the collection for deletion; end deletes what no record unmarked.
+  /// Begin marks every entry of the collection for deletion; end deletes what no record unmarked.
   static bool doHandleAttrTransaction(Sa& sa, AttributeId id, uint8_t type) {
     return anyAttr<Attrs>([&]<std::size_t I>() {
       if constexpr (!isKeyedKind(A<I>::kind) || A<I>::kind == AttrKind::refs || !A<I>::logged) {

@@ -1,6 +1,7 @@
-// The shared shape of generated value types. A generated type lists its stored fields once, in
-// declaration order, as `VemFields`; equality, ordering and the seeded hash are these templates walking
-// that list, so every type behaves alike and the compiler inlines them flat.
+/// \file
+/// The shared shape of generated value types. A generated type lists its stored fields once, in
+/// declaration order, as `VemFields`; equality, ordering and the seeded hash are these templates walking
+/// that list, so every type behaves alike and the compiler inlines them flat.
 #pragma once
 
 #include <Lumo/String.h>
@@ -18,7 +19,7 @@ namespace Vem {
 
 using Seconds = double;
 
-// A string usable as a template argument (field names).
+/// A string usable as a template argument (field names).
 template <std::size_t N>
 struct FixedString {
   char chars[N];
@@ -36,7 +37,7 @@ struct MemberPointerTraits<T C::*> {
   using Type = T;
 };
 
-// One stored field: where it lives and what it is called.
+/// One stored field: where it lives and what it is called.
 template <auto MemberPtr, FixedString Name>
 struct Field {
   static constexpr auto member = MemberPtr;
@@ -49,7 +50,7 @@ struct FieldList {
   static constexpr std::size_t size = sizeof...(Fields);
 };
 
-// Two lists of one kind joined: a derived type's lists are its base's followed by its own.
+/// Two lists of one kind joined: a derived type's lists are its base's followed by its own.
 template <class A, class B>
 struct ListCatImpl;
 template <template <class...> class L, class... X, class... Y>
@@ -59,15 +60,15 @@ struct ListCatImpl<L<X...>, L<Y...>> {
 template <class A, class B>
 using ListCat = typename ListCatImpl<A, B>::type;
 
-// Types produced by the compiler from a definition carry their field list.
+/// Types produced by the compiler from a definition carry their field list.
 template <class T>
 concept GeneratedValue = requires { typename T::VemFields; };
 
-// Platform value types (hand-written classes registered by the sibling libraries) opt in here.
+/// Platform value types (hand-written classes registered by the sibling libraries) opt in here.
 template <class T>
 inline constexpr bool isPlatformValue = false;
 
-// The hash a platform value contributes as a field: its unseeded hash where it has one.
+/// The hash a platform value contributes as a field: its unseeded hash where it has one.
 template <class T>
 uint32_t platformHash(const T& v) noexcept {
   if constexpr (requires { { v.hash() } -> std::convertible_to<uint32_t>; })
@@ -76,8 +77,8 @@ uint32_t platformHash(const T& v) noexcept {
     return v.hash(0u);
 }
 
-// The 32-bit hash a value contributes where a declared hash mixes "its own hash": the unseeded `hash()`
-// where the type has one, else the seeded hash with seed 0.
+/// The 32-bit hash a value contributes where a declared hash mixes "its own hash": the unseeded `hash()`
+/// where the type has one, else the seeded hash with seed 0.
 template <class T>
 uint32_t fieldHash(const T& v) noexcept {
   if constexpr (requires { { v.hash() } -> std::convertible_to<uint32_t>; })
@@ -86,8 +87,8 @@ uint32_t fieldHash(const T& v) noexcept {
     return v.hash(0u);
 }
 
-// Whether comparing two values of the type can raise: only orders written by hand may (a value whose
-// stored form cannot be read, for instance).
+/// Whether comparing two values of the type can raise: only orders written by hand may (a value whose
+/// stored form cannot be read, for instance).
 template <class T>
 inline constexpr bool nothrowOrdered = [] {
   if constexpr (std::is_enum_v<T> || std::is_arithmetic_v<T>)
@@ -98,11 +99,11 @@ inline constexpr bool nothrowOrdered = [] {
     return noexcept(std::declval<const T&>() < std::declval<const T&>());
 }();
 
-// Equality, ordering and seeded-hash contribution of one field type.
+/// Equality, ordering and seeded-hash contribution of one field type.
 template <class T>
 struct ValueTraits {
   static bool equal(const T& a, const T& b) noexcept { return a == b; }
-  // A type ordered only by `<` (or weakly) compares equal when neither value is before the other.
+  /// A type ordered only by `<` (or weakly) compares equal when neither value is before the other.
   static std::strong_ordering compare(const T& a, const T& b) noexcept(nothrowOrdered<T>) {
     if constexpr (std::is_enum_v<T>) {
       using U = std::underlying_type_t<T>;
@@ -136,7 +137,7 @@ struct ValueTraits<Lumo::String> {
 
 template <>
 struct ValueTraits<double> {
-  // A NaN is unequal to everything, itself included, as the platform's time values are.
+  /// A NaN is unequal to everything, itself included, as the platform's time values are.
   static bool equal(double a, double b) noexcept { return a == b; }
   static std::strong_ordering compare(double a, double b) noexcept {
     if (a < b) return std::strong_ordering::less;
@@ -154,7 +155,7 @@ struct ValueTraits<double> {
   }
 };
 
-// Equality of two values of a generated type: every stored field, in declaration order.
+/// Equality of two values of a generated type: every stored field, in declaration order.
 template <GeneratedValue T>
 bool valueEqual(const T& a, const T& b) noexcept {
   if (&a == &b) return true;
@@ -163,7 +164,7 @@ bool valueEqual(const T& a, const T& b) noexcept {
   }(typename T::VemFields{}, a, b);
 }
 
-// Lexicographic order of the stored fields; the first difference decides.
+/// Lexicographic order of the stored fields; the first difference decides.
 template <GeneratedValue T>
 std::strong_ordering valueCompare(const T& a, const T& b) noexcept {
   if (&a == &b) return std::strong_ordering::equal;
@@ -174,8 +175,8 @@ std::strong_ordering valueCompare(const T& a, const T& b) noexcept {
   return r;
 }
 
-// The order of a derived value: its base's order (whatever it is), then the fields the derived type adds,
-// lexicographically.
+/// The order of a derived value: its base's order (whatever it is), then the fields the derived type adds,
+/// lexicographically.
 template <class Base, GeneratedValue T>
 std::strong_ordering derivedCompare(const T& a, const T& b) noexcept(nothrowOrdered<Base>) {
   if (&a == &b) return std::strong_ordering::equal;
@@ -187,8 +188,8 @@ std::strong_ordering derivedCompare(const T& a, const T& b) noexcept(nothrowOrde
   return r;
 }
 
-// The three-way form of an order written by hand as `operator<`: equivalent when neither is before the
-// other, which need not mean equal.
+/// The three-way form of an order written by hand as `operator<`: equivalent when neither is before the
+/// other, which need not mean equal.
 template <class T>
 std::weak_ordering orderFromLess(const T& a, const T& b) {
   if (a < b) return std::weak_ordering::less;
@@ -196,7 +197,7 @@ std::weak_ordering orderFromLess(const T& a, const T& b) {
   return std::weak_ordering::equivalent;
 }
 
-// The seeded hash: the accumulator started from the seed, fed every stored field in order.
+/// The seeded hash: the accumulator started from the seed, fed every stored field in order.
 template <GeneratedValue T>
 uint32_t valueHash(const T& v, uint32_t seed) noexcept {
   Hash h(seed);
@@ -206,7 +207,7 @@ uint32_t valueHash(const T& v, uint32_t seed) noexcept {
   return h.result();
 }
 
-// True unless the value equals a default-constructed one.
+/// True unless the value equals a default-constructed one.
 template <GeneratedValue T>
 bool valueIsSet(const T& v) {
   static const T defaultValue{};
@@ -217,15 +218,15 @@ bool valueIsSet(const T& v) {
 
 namespace Vem {
 
-// A string constant shared by every default-constructed value: copying it costs a use-count increment,
-// not an allocation.
+/// A string constant shared by every default-constructed value: copying it costs a use-count increment,
+/// not an allocation.
 template <FixedString Text>
 const Lumo::String& constantString() {
   static const Lumo::String value(Text.view());
   return value;
 }
 
-// The stored field of V named Name, as a member pointer (found in V's field list at compile time).
+/// The stored field of V named Name, as a member pointer (found in V's field list at compile time).
 template <FixedString Name, class F, class... Rest>
 consteval auto findFieldMember(FieldList<F, Rest...>) {
   if constexpr (F::name == Name.view())
@@ -234,14 +235,14 @@ consteval auto findFieldMember(FieldList<F, Rest...>) {
     return findFieldMember<Name>(FieldList<Rest...>{});
 }
 
-// Reads the key of a value that carries its own key, for collections of such values.
+/// Reads the key of a value that carries its own key, for collections of such values.
 template <class V, FixedString Name>
 struct FieldKey {
   static constexpr auto member = findFieldMember<Name>(typename V::VemFields{});
   static const auto& key(const V& v) noexcept { return v.*member; }
 };
 
-// The field list of a derived value type: its base's fields, then its own.
+/// The field list of a derived value type: its base's fields, then its own.
 template <class A, class B>
 struct ConcatFields;
 template <class... A, class... B>

@@ -1,15 +1,16 @@
-// A collection held inside a value type (a LAG's VLAN membership, a component's destinations), a map or a
-// set of keys. The value is copied by value, and the engine's shared buckets make such copies cheap. Its
-// forms:
-//   equality   the maps as wholes (same keys, equal values)
-//   ordering   the smaller collection first; at equal size entries in key order, lexicographically
-//   hash       independent of the engine's iteration order
-//   text       {key: value, key: value} in key order; a value holding a collection has no parser
-//   log        each entry as key then value (a set: the key alone) in iteration order, ended by one
-//              default key (0, or the empty string), which therefore cannot be carried; a duplicate key
-//              on input is refused
-// Equality, order and hash depend on contents only: the engine's iteration order also depends on its
-// table size, so two equal collections with different histories may iterate differently.
+/// \file
+/// A collection held inside a value type (a LAG's VLAN membership, a component's destinations), a map or a
+/// set of keys. The value is copied by value, and the engine's shared buckets make such copies cheap. Its
+/// forms:
+///   equality   the maps as wholes (same keys, equal values)
+///   ordering   the smaller collection first; at equal size entries in key order, lexicographically
+///   hash       independent of the engine's iteration order
+///   text       {key: value, key: value} in key order; a value holding a collection has no parser
+///   log        each entry as key then value (a set: the key alone) in iteration order, ended by one
+///              default key (0, or the empty string), which therefore cannot be carried; a duplicate key
+///              on input is refused
+/// Equality, order and hash depend on contents only: the engine's iteration order also depends on its
+/// table size, so two equal collections with different histories may iterate differently.
 #pragma once
 
 #include <Vem/HashMap2018.h>
@@ -139,7 +140,7 @@ struct LogTraits<HashMap2018<Node>> {
   }
 };
 
-// A set inside a value has the forms of a map whose values are not written.
+/// A set inside a value has the forms of a map whose values are not written.
 template <class Node>
 struct ValueTraits<HSet<Node>> : ValueTraits<HashMap2018<Node>> {};
 template <class Node>

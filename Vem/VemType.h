@@ -1,5 +1,6 @@
-// A type's run-time identity: its module descriptor and its index there, with readers over the
-// registration tables. Cheap to copy; compares by identity.
+/// \file
+/// A type's run-time identity: its module descriptor and its index there, with readers over the
+/// registration tables. Cheap to copy; compares by identity.
 #pragma once
 
 #include <Vem/Module.h>
@@ -33,26 +34,26 @@ class VemType {
     return {module_->members + record().firstMember, record().memberCount};
   }
   std::string_view memberName(const MemberRecord& m) const noexcept { return module_->memberNames + m.nameOffset(); }
-  // A member of this type or, for a derived type, of one of its bases (whose members it inherits
-  // without listing them).
+  /// A member of this type or, for a derived type, of one of its bases (whose members it inherits
+  /// without listing them).
   const MemberRecord* memberById(uint16_t attributeId) const noexcept;
   const MemberRecord* memberByName(std::string_view name) const noexcept;
-  // The type, this one or a base, whose records list `m`: type references and names in `m` are that
-  // type's module's. An invalid VemType when `m` is none of theirs.
+  /// The type, this one or a base, whose records list `m`: type references and names in `m` are that
+  /// type's module's. An invalid VemType when `m` is none of theirs.
   VemType declaringType(const MemberRecord& m) const noexcept;
 
-  // Constructor parameters (or a member's parameter list): the records from `first` up to the terminator.
+  /// Constructor parameters (or a member's parameter list): the records from `first` up to the terminator.
   std::span<const ParamRecord> params(uint16_t first) const noexcept;
   std::span<const ParamRecord> ctorParams() const noexcept { return params(record().firstParam); }
   std::string_view paramName(const ParamRecord& p) const noexcept { return module_->memberNames + p.nameOffset(); }
   std::string_view paramTypeName(const ParamRecord& p) const noexcept { return module_->typeNames + p.typeNameOffset; }
 
-  // Resolves a type reference of this module: a built-in code gives an invalid VemType.
+  /// Resolves a type reference of this module: a built-in code gives an invalid VemType.
   VemType resolve(int16_t typeRef) const noexcept;
-  // The name of a type reference of this module: a built-in's name or the referenced type's name.
+  /// The name of a type reference of this module: a built-in's name or the referenced type's name.
   std::string_view refName(int16_t typeRef) const noexcept;
 
-  // The base type of a derived type, or an invalid VemType.
+  /// The base type of a derived type, or an invalid VemType.
   VemType base() const noexcept { return record().baseType >= 0 ? resolve(record().baseType) : VemType(); }
   bool isDerivedFrom(const VemType& other) const noexcept;
 
