@@ -8,6 +8,8 @@
 #include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
+#include "AnnouncementLog.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -25,13 +27,7 @@ using OpenFlowTable::TrafficStreamStatus;
 using Pelix::IntfId;
 using namespace Orv;
 
-struct Announcements : Lumo::Subscriber {
-  explicit Announcements(Vem::Entity& e) : entity(e) { e.publisher().subscriberAdd(this); }
-  ~Announcements() override { entity.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
-  Vem::Entity& entity;
-  std::vector<uint16_t> ids;
-};
+using Announcements = OrvTest::AnnouncedIds;
 
 VlanXlateKey xkey(uint16_t outer, uint16_t inner = 0) { return VlanXlateKey(VlanId(outer), VlanIdOrNone(inner)); }
 VlanXlateMapping xmap(uint16_t outer, uint16_t inner = 0) { return VlanXlateMapping(VlanIdOrNone(outer), VlanIdOrNone(inner)); }
@@ -118,7 +114,7 @@ TEST(OrvFlowVlanXlateConfig, IngressAndEgressAreIndependentAndOnlyChangesAreAnno
   EXPECT_EQ(config->ingressVlanXlate().size(), 0u);
   EXPECT_EQ(config->egressVlanXlate().size(), 1u);
   EXPECT_EQ(config->ingressVlanXlateDel(xkey(100)), VlanXlateMapping());  // missing key: default, no error
-  EXPECT_EQ(seen.ids, (std::vector<uint16_t>{259, 260, 259}));
+  EXPECT_EQ(seen.ids, (std::vector<Lumo::AttributeId>{259, 260, 259}));
 
   EXPECT_FALSE(dir->config(IntfId("Ethernet9")));
   EXPECT_EQ(dir->configDel(IntfId("Ethernet1")).get(), config.get());
@@ -160,7 +156,7 @@ TEST(OrvDfEndPointStatusDir, ReinstantiationKeepsGroupAndSourceAndUpdatesStatus)
   auto again = dir->trafficEpStatusIs(id, Lumo::String("groupA"), TrafficStreamStatus::trafficStreamInactive, Lumo::String("cli"));
   EXPECT_EQ(again.get(), ep.get());
   EXPECT_EQ(ep->status(), TrafficStreamStatus::trafficStreamInactive);
-  EXPECT_EQ(epSeen.ids, (std::vector<uint16_t>{260}));
+  EXPECT_EQ(epSeen.ids, (std::vector<Lumo::AttributeId>{260}));
   dir->trafficEpStatusIs(id, Lumo::String("groupA"), TrafficStreamStatus::trafficStreamInactive, Lumo::String("cli"));
   EXPECT_EQ(epSeen.ids.size(), 1u);
 
@@ -186,7 +182,7 @@ TEST(OrvDfEndPointStatusDir, ReinstantiationKeepsGroupAndSourceAndUpdatesStatus)
                                       Lumo::String("groupB"), TrafficStreamStatus::trafficStreamUnknown, Lumo::String("api"));
   EXPECT_NE(other.get(), ep.get());
   EXPECT_EQ(dir->trafficEpStatus().size(), 2u);
-  EXPECT_EQ(dirSeen.ids, (std::vector<uint16_t>{258}));
+  EXPECT_EQ(dirSeen.ids, (std::vector<Lumo::AttributeId>{258}));
   EXPECT_EQ(dir->trafficEpStatusDel(id).get(), ep.get());
   EXPECT_FALSE(dir->trafficEpStatus(id));
 }

@@ -9,6 +9,8 @@
 #include <Lumo/Publisher.h>
 #include <Vem/Registry.h>
 
+#include "AnnouncementLog.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -20,19 +22,7 @@ using namespace Orv;
 using ChipType = EntityMib::Chip::ChipType;
 using Lumo::String;
 
-class Recorder : public Lumo::Subscriber {
- public:
-  explicit Recorder(Vem::Entity& e) : entity_(e) { entity_.publisher().subscriberAdd(this); }
-  ~Recorder() override { entity_.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void* key, const void* old) override {
-    lines.push_back(std::to_string(id) + (key ? " key" : "") + (old ? " old" : ""));
-  }
-  std::vector<std::string> take() { return std::exchange(lines, {}); }
-  std::vector<std::string> lines;
-
- private:
-  Vem::Entity& entity_;
-};
+using Recorder = OrvTest::AnnouncementLines;
 using Lines = std::vector<std::string>;
 
 TEST(HwMode, ConfigStartsNormalWhileStatusStartsNotConfigured) {

@@ -9,6 +9,8 @@
 #include <Vem/NboAttrLog.h>
 #include <Vem/TextForm.h>
 
+#include "AnnouncementLog.h"
+
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -21,16 +23,7 @@ using namespace Orv;
 using Pelix::EthAddr;
 using Pelix::IntfId;
 
-class Announcements : public Lumo::Subscriber {
- public:
-  explicit Announcements(Vem::Entity& e) : entity_(e) { entity_.publisher().subscriberAdd(this); }
-  ~Announcements() override { entity_.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
-  std::vector<Lumo::AttributeId> ids;
-
- private:
-  Vem::Entity& entity_;
-};
+using Announcements = OrvTest::AnnouncedIds;
 
 GreTunnelNextHop hop(const char* mac, const char* l3, const char* l2) {
   return GreTunnelNextHop(EthAddr(std::string_view(mac)), IntfId(l3), IntfId(l2));

@@ -14,6 +14,8 @@
 #include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
+#include "AnnouncementLog.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -23,17 +25,7 @@ namespace {
 
 using namespace Orv;
 
-// Counts announcements per attribute id.
-class Announcements : public Lumo::Subscriber {
- public:
-  explicit Announcements(Vem::Entity& e) : entity_(e) { entity_.publisher().subscriberAdd(this); }
-  ~Announcements() override { entity_.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
-  std::vector<Lumo::AttributeId> ids;
-
- private:
-  Vem::Entity& entity_;
-};
+using Announcements = OrvTest::AnnouncedIds;
 
 TEST(RoutingState, FlagsCompareOneByOneAndTravelAsFiveBytes) {
   RoutingState all;

@@ -7,6 +7,8 @@
 #include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
+#include "AnnouncementLog.h"
+
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -23,13 +25,7 @@ using OrvTypes::TableAddStatus;
 using Pelix::IntfId;
 using namespace Orv;
 
-struct Announcements : Lumo::Subscriber {
-  explicit Announcements(Vem::Entity& e) : entity(e) { e.publisher().subscriberAdd(this); }
-  ~Announcements() override { entity.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
-  Vem::Entity& entity;
-  std::vector<uint16_t> ids;
-};
+using Announcements = OrvTest::AnnouncedIds;
 
 OrvVlanMappingKey key(VlanMappingDirection d, uint16_t outer, uint16_t inner = 0) {
   return OrvVlanMappingKey(d, VlanXlateKey(VlanId(outer), VlanIdOrNone(inner)));
@@ -121,7 +117,7 @@ TEST(PlatformVlanMappingStatus, KeysDifferingInDirectionAreTwoEntries) {
   EXPECT_EQ(intf->vlanMappingStatus(in).result(), TableAddStatus::success);
   intf->vlanMappingStatusDel(in);
   EXPECT_EQ(intf->vlanMappingStatus().size(), 1u);
-  EXPECT_EQ(seen.ids, (std::vector<uint16_t>{259, 259, 259}));
+  EXPECT_EQ(seen.ids, (std::vector<Lumo::AttributeId>{259, 259, 259}));
   intf->vlanMappingStatusDelAll();
   EXPECT_EQ(intf->vlanMappingStatus().size(), 0u);
 
@@ -129,7 +125,7 @@ TEST(PlatformVlanMappingStatus, KeysDifferingInDirectionAreTwoEntries) {
   dir->readyIs(false);
   dir->readyIs(true);
   dir->readyIs(true);
-  EXPECT_EQ(dirSeen.ids, (std::vector<uint16_t>{259}));
+  EXPECT_EQ(dirSeen.ids, (std::vector<Lumo::AttributeId>{259}));
   EXPECT_EQ(dir->intfVlanMappingStatusDel(IntfId("Ethernet2")).get(), intf.get());
   EXPECT_EQ(intf->parent(), nullptr);
   dir->intfVlanMappingStatusDelAll();
