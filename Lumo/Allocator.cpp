@@ -2,9 +2,12 @@
 #include <Lumo/ThreadControl.h>
 
 #include <cassert>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <new>
+
+#include <sys/mman.h>
 
 #if defined(__SANITIZE_ADDRESS__)
 #define LUMO_ASAN_POISONING 1
@@ -50,8 +53,39 @@ private:
   std::atomic_flag* lock_;
 };
 
+namespace {
+
+std::size_t roundToRegion(std::size_t size) noexcept {
+  return (size + SlabPool::kHugeRegion - 1) & ~(SlabPool::kHugeRegion - 1);
+}
+
+/// A region of whole 2 MiB units, aligned to one, advised for huge pages (advice only: without
+/// transparent huge pages it is ordinary memory).
+void* allocateHugeRegion(std::size_t bytes) {
+  void* p = std::aligned_alloc(SlabPool::kHugeRegion, bytes);
+  if (p == nullptr) throw std::bad_alloc();
+#ifdef MADV_HUGEPAGE
+  ::madvise(p, bytes, MADV_HUGEPAGE);
+#endif
+  return p;
+}
+
+void* allocateLarge(std::size_t size) {
+  if (size >= SlabPool::kHugeRegion) return allocateHugeRegion(roundToRegion(size));
+  return ::operator new(size);
+}
+
+void deallocateLarge(void* p, std::size_t size) noexcept {
+  if (size >= SlabPool::kHugeRegion)
+    std::free(p);
+  else
+    ::operator delete(p);
+}
+
+}  // namespace
+
 void* SlabPool::allocate(std::size_t size) {
-  if (size > kMaxBlockSize) return ::operator new(size);
+  if (size > kMaxBlockSize) return allocateLarge(size);
   const std::size_t bytes = blockSize(size);
   Guard guard(lock_);
   void* p;
@@ -70,7 +104,7 @@ void* SlabPool::allocate(std::size_t size) {
 void SlabPool::deallocate(void* p, std::size_t size) noexcept {
   if (p == nullptr) return;
   if (size > kMaxBlockSize) {
-    ::operator delete(p);
+    deallocateLarge(p, size);
     return;
   }
   Guard guard(lock_);
@@ -87,7 +121,7 @@ void SlabPool::push(void* p, std::size_t blockBytes) noexcept {
 
 void* SlabPool::carve(std::size_t blockBytes) {
   if (static_cast<std::size_t>(bumpEnd_ - bumpNext_) < blockBytes) {
-    auto slab = static_cast<Slab*>(::operator new(sizeof(Slab)));
+    auto slab = static_cast<Slab*>(newSlab());
     if (bumpNext_ != bumpEnd_) push(bumpNext_, static_cast<std::size_t>(bumpEnd_ - bumpNext_));
     slab->next = slabs_;
     slabs_ = slab;
@@ -101,7 +135,19 @@ void* SlabPool::carve(std::size_t blockBytes) {
   return p;
 }
 
+void* SlabPool::newSlab() {
+  if (!hugeRegions_ || slabCount_ < kHugeAfterSlabs) return ::operator new(sizeof(Slab));
+  if (regionNext_ == regionEnd_) {
+    regionNext_ = static_cast<unsigned char*>(allocateHugeRegion(kHugeRegion));
+    regionEnd_ = regionNext_ + kHugeRegion;
+  }
+  void* slab = regionNext_;
+  regionNext_ += sizeof(Slab);
+  return slab;
+}
+
 void SlabPool::releaseSlabs() noexcept {
+  assert(!hugeRegions_ && "Lumo/SlabPool: a pool with huge regions keeps its slabs");
   Guard guard(lock_);
   while (slabs_ != nullptr) {
     Slab* next = slabs_->next;
@@ -117,7 +163,7 @@ void SlabPool::releaseSlabs() noexcept {
 namespace {
 // Constant-initialised and never destroyed: objects freed during static destruction still find it.
 // Unused where sanitizers bypass the slabs.
-[[maybe_unused]] constinit SlabPool processPool;
+[[maybe_unused]] constinit SlabPool processPool(true);
 }  // namespace
 
 void* SlabAllocator::allocate(std::size_t size) {

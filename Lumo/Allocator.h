@@ -35,15 +35,23 @@ public:
   static constexpr std::size_t kMaxBlockSize = 1024;
   static constexpr std::size_t kSlabSize = 16 * 1024;
 
+  /// Requests of at least this size, and slabs once the pool has grown past kHugeAfterSlabs, come from
+  /// 2 MiB-aligned regions that the kernel is asked to back with huge pages: a large table's random
+  /// probes then miss the TLB far less often. Small pools never take a whole region.
+  static constexpr std::size_t kHugeRegion = 2 * 1024 * 1024;
+  static constexpr std::size_t kHugeAfterSlabs = 64;
+
   constexpr SlabPool() noexcept = default;
+  /// `hugeRegions`: carve slabs from huge-page regions once large. Such a pool never releases its slabs.
+  explicit constexpr SlabPool(bool hugeRegions) noexcept : hugeRegions_(hugeRegions) {}
   SlabPool(const SlabPool&) = delete;
   SlabPool& operator=(const SlabPool&) = delete;
 
   void* allocate(std::size_t size);
   void deallocate(void* p, std::size_t size) noexcept;
 
-  /// Hands every slab back to the system. Only when no block from this pool is in use; the
-  /// process-wide pool never does it.
+  /// Hands every slab back to the system. Only when no block from this pool is in use, and never for
+  /// a pool with huge regions (the process-wide pool).
   void releaseSlabs() noexcept;
   std::size_t slabCount() const noexcept { return slabCount_; }
 
@@ -60,10 +68,12 @@ private:
     alignas(8) unsigned char bytes[kSlabSize - 8];
   };
   static constexpr std::size_t kClassCount = kMaxBlockSize / kGranule;
+  static_assert(kHugeRegion % sizeof(Slab) == 0, "a huge region holds whole slabs");
   static std::size_t classOf(std::size_t blockBytes) noexcept { return blockBytes / kGranule - 1; }
 
   class Guard;
   void* carve(std::size_t blockBytes);
+  void* newSlab();
   void push(void* p, std::size_t blockBytes) noexcept;
 
   FreeBlock* freeLists_[kClassCount] = {};
@@ -71,6 +81,9 @@ private:
   unsigned char* bumpEnd_ = nullptr;
   Slab* slabs_ = nullptr;  // keeps every slab reachable, so leak checkers do not flag them
   std::size_t slabCount_ = 0;
+  unsigned char* regionNext_ = nullptr;  // slabs not yet handed out from the current huge region
+  unsigned char* regionEnd_ = nullptr;
+  bool hugeRegions_ = false;
   std::atomic_flag lock_;
 };
 

@@ -35,16 +35,17 @@ struct HashHelper {
   static uint32_t hashSeed32() noexcept;
 };
 
+/// The hash of one integer: fold the high half onto the low one, one multiply, and the product's high
+/// half. Integer keys are the busiest, and hashes are neither stored nor sent, so a short mixer beats
+/// feeding the byte accumulator; every input bit still reaches every bit that selects a bucket or tag.
+/// The arithmetic is fixed-width, so 32- and 64-bit builds agree.
 inline uint32_t hashSingleAttr(uint64_t v, uint32_t seed) noexcept {
-  Hash h(seed);
-  h.hashMix(v);
-  return h.result();
+  uint64_t x = v + uint64_t{seed} * 0x9e3779b97f4a7c15u;
+  x ^= x >> 32;
+  x *= 0xd6e8feb86659fd93u;
+  return static_cast<uint32_t>(x >> 32);
 }
-inline uint32_t hashSingleAttr(uint32_t v, uint32_t seed) noexcept {
-  Hash h(seed);
-  h.hashMix(v);
-  return h.result();
-}
+inline uint32_t hashSingleAttr(uint32_t v, uint32_t seed) noexcept { return hashSingleAttr(uint64_t{v}, seed); }
 inline uint32_t hashSingleAttr(const Lumo::String& v, uint32_t seed) noexcept {
   Hash h(seed);
   h.mixNi(v.data(), v.size());

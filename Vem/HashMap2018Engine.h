@@ -219,13 +219,15 @@ class HashMap2018Engine {
       } else {
         Glue::shift(nodes, nullptr, count, p.pos, -1);
         uint8_t* marks = Layout::marks(b);
-        std::memmove(marks + p.pos, marks + p.pos + 1, count - p.pos - 1);
+        for (uint32_t i = p.pos; i + 1 < count; ++i) marks[i] = marks[i + 1];
         marks[count - 1] = 0;
         b->count = count - 1;
         if (wasMarked) --b->marked;
       }
     }
-    slots_[p.index].summary = summaryOf(slots_[p.index].bucket);
+    // The summary only has to cover the bucket: a bit left set costs a bucket visit, never a wrong
+    // answer, and recomputing it would read the marks on every erase. Resizes rebuild it.
+    if (slots_[p.index].bucket == nullptr) slots_[p.index].summary = 0;
     if (wasMarked) --marked_;
     --size_;
     changed();
@@ -498,7 +500,7 @@ class HashMap2018Engine {
     assert(b->count < b->capacity && "Vem/HashMap2018: no room to open a slot");
     Glue::shift(Layout::nodes(b), node, b->count, pos, 1);
     uint8_t* marks = Layout::marks(b);
-    std::memmove(marks + pos + 1, marks + pos, b->count - pos);
+    for (uint32_t i = b->count; i > pos; --i) marks[i] = marks[i - 1];
     marks[pos] = tag;
     ++b->count;
   }
@@ -506,7 +508,13 @@ class HashMap2018Engine {
   /// Makes bucket i this map's own, with room for `extra` more nodes, copying it when shared.
   Bucket* own(uint32_t i, uint32_t extra) {
     Bucket* b = slots_[i].bucket;
-    if (!hashMap2018Shared(b)) return b;
+    if (!hashMap2018Shared(b)) [[likely]]
+      return b;
+    return copyShared(i, extra);
+  }
+  /// Kept out of line: the write paths inline only the unshared case.
+  [[gnu::noinline]] Bucket* copyShared(uint32_t i, uint32_t extra) {
+    Bucket* b = slots_[i].bucket;
     Bucket* nb = Layout::allocate(b->count + extra);
     const Run run{Layout::nodes(b), b->count, false};
     Glue::newBucketAssemble(b->count, Layout::nodes(nb), &run);
@@ -600,16 +608,39 @@ class HashMap2018Engine {
       slots_[i + (high == 0 ? 0 : bit)] = Slot{b, summaryOf(b)};  // shared or not, the bucket moves whole
       return;
     }
-    const bool owned = !hashMap2018Shared(b);
-    // One spare slot each: after a split the table refills to twice its load.
-    Bucket* lo = Layout::allocate(count - high + 1);
+    const auto goesUp = [&](uint32_t p) {
+      return p < kRemembered ? ((goesHigh >> p) & 1) != 0 : (hashOf(Node::keyOf(nodes[p])) & bit) != 0;
+    };
+    // One spare slot: after a split the table refills to twice its load.
     Bucket* hi = Layout::allocate(high + 1);
-    for (uint32_t p = 0; p < count; ++p) {
-      const bool up = p < kRemembered ? ((goesHigh >> p) & 1) != 0 : (hashOf(Node::keyOf(nodes[p])) & bit) != 0;
-      transfer(up ? hi : lo, b, p, owned);
+    if (hashMap2018Shared(b)) {
+      Bucket* lo = Layout::allocate(count - high + 1);
+      for (uint32_t p = 0; p < count; ++p) transfer(goesUp(p) ? hi : lo, b, p, false);
+      Glue::bktHdrRefDec(b);
+      b = lo;
+    } else {
+      // The bucket keeps its low half in place (still sorted) and only the high half moves.
+      Node* own = Layout::nodes(b);
+      uint8_t* marks = Layout::marks(b);
+      uint32_t kept = 0;
+      uint32_t keptMarked = 0;
+      for (uint32_t p = 0; p < count; ++p) {
+        if (goesUp(p)) {
+          transfer(hi, b, p, true);
+          continue;
+        }
+        if (kept != p) {
+          Glue::copyOrRelocate(own + kept, own[p]);
+          marks[kept] = marks[p];
+        }
+        keptMarked += (marks[kept] & kMark) != 0;
+        ++kept;
+      }
+      for (uint32_t p = kept; p < count; ++p) marks[p] = 0;
+      b->count = kept;
+      b->marked = keptMarked;
     }
-    retire(b, owned);
-    slots_[i] = Slot{lo, summaryOf(lo)};
+    slots_[i] = Slot{b, summaryOf(b)};
     slots_[i + bit] = Slot{hi, summaryOf(hi)};
   }
 

@@ -56,33 +56,6 @@ auto keyBits(const K& k) noexcept {
   return KeyBits<K>::bits(k);
 }
 
-/// hashSingleAttr of one 32- or 64-bit integer, written out flat so that it inlines whole into a
-/// lookup: the same rounds the accumulator runs on 4 or 8 little-endian bytes (a test holds them equal).
-struct IntegerKeyHash {
-  static constexpr uint32_t scramble(uint32_t k) noexcept {
-    k *= 0xcc9e2d51u;
-    k = (k << 15) | (k >> 17);
-    return k * 0x1b873593u;
-  }
-  static constexpr uint32_t round(uint32_t h, uint32_t word) noexcept {
-    h ^= scramble(word);
-    h = (h << 13) | (h >> 19);
-    return h * 5 + 0xe6546b64u;
-  }
-  static constexpr uint32_t finish(uint32_t h, uint32_t length) noexcept {
-    h ^= length;
-    h ^= h >> 16;
-    h *= 0x85ebca6bu;
-    h ^= h >> 13;
-    h *= 0xc2b2ae35u;
-    return h ^ (h >> 16);
-  }
-  static constexpr uint32_t of32(uint32_t v, uint32_t seed) noexcept { return finish(round(seed, v), 4); }
-  static constexpr uint32_t of64(uint64_t v, uint32_t seed) noexcept {
-    return finish(round(round(seed, static_cast<uint32_t>(v)), static_cast<uint32_t>(v >> 32)), 8);
-  }
-};
-
 template <class Form>
 struct KeyFormHash;
 
@@ -98,14 +71,14 @@ template <>
 struct KeyFormHash<KeyU32> {
   template <class K>
   static uint32_t hash(const K& k, uint32_t seed) noexcept {
-    return IntegerKeyHash::of32(static_cast<uint32_t>(keyBits(k)), seed);
+    return hashSingleAttr(static_cast<uint32_t>(keyBits(k)), seed);
   }
 };
 template <>
 struct KeyFormHash<KeyU64> {
   template <class K>
   static uint32_t hash(const K& k, uint32_t seed) noexcept {
-    return IntegerKeyHash::of64(static_cast<uint64_t>(keyBits(k)), seed);
+    return hashSingleAttr(static_cast<uint64_t>(keyBits(k)), seed);
   }
 };
 template <>
@@ -122,11 +95,14 @@ template <>
 struct KeyFormHash<KeyAndRhashSeedArg> {
   template <class K>
   static uint32_t hash(const K& k, uint32_t seed) noexcept {
-    // A platform key with only an unseeded hash (a VRF name) has it folded into the seed.
-    if constexpr (requires { k.hash(seed); })
+    // A platform value held as one integer (it exposes raw()) is hashed as that integer; a platform
+    // key with only an unseeded hash (a VRF name) has it folded into the seed.
+    if constexpr (requires { { k.raw() } -> std::unsigned_integral; })
+      return hashSingleAttr(static_cast<uint64_t>(k.raw()), seed);
+    else if constexpr (requires { k.hash(seed); })
       return k.hash(seed);
     else
-      return IntegerKeyHash::of32(k.hash(), seed);
+      return hashSingleAttr(k.hash(), seed);
   }
 };
 template <>
@@ -261,6 +237,20 @@ struct HashMap2018Glue {
     return KeyOrder<Key>::equal(key, Node::keyOf(node));
   }
 
+  static void copyBytes(Node* destination, const Node* source) noexcept {
+    std::memcpy(static_cast<void*>(destination), static_cast<const void*>(source), sizeof(Node));
+  }
+
+  /// Moves a node to a raw slot, leaving the source slot raw.
+  static void copyOrRelocate(Node* destination, Node& source) noexcept {
+    if constexpr (byBytes) {
+      copyBytes(destination, &source);
+    } else {
+      ::new (static_cast<void*>(destination)) Node(std::move(source));
+      source.~Node();
+    }
+  }
+
   static void place(Node* destination, Node& source, bool move) {
     if (move)
       ::new (static_cast<void*>(destination)) Node(std::move(source));
@@ -276,9 +266,9 @@ struct HashMap2018Glue {
     if (delta > 0) {
       assert(delta == 1 && "Vem/HashMap2018: shift opens one slot at a time");
       if constexpr (byBytes) {
-        std::memmove(static_cast<void*>(slots + position + 1), static_cast<const void*>(slots + position),
-                     (count - position) * sizeof(Node));
-        std::memcpy(static_cast<void*>(slots + position), static_cast<const void*>(node), sizeof(Node));
+        // Buckets are short: node-sized copies from the back beat a call to memmove.
+        for (uint32_t i = count; i > position; --i) copyBytes(slots + i, slots + i - 1);
+        copyBytes(slots + position, node);
       } else {
         if (position == count) {
           ::new (static_cast<void*>(slots + count)) Node(std::move(*node));
@@ -295,8 +285,7 @@ struct HashMap2018Glue {
     assert(position + gap <= count && "Vem/HashMap2018: shift closes more slots than there are");
     if constexpr (byBytes) {
       std::destroy(slots + position, slots + position + gap);
-      std::memmove(static_cast<void*>(slots + position), static_cast<const void*>(slots + position + gap),
-                   (count - position - gap) * sizeof(Node));
+      for (uint32_t i = position; i + gap < count; ++i) copyBytes(slots + i, slots + i + gap);
     } else {
       for (uint32_t i = position; i + gap < count; ++i) slots[i] = std::move(slots[i + gap]);
       std::destroy(slots + count - gap, slots + count);
