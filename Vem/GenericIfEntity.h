@@ -9,8 +9,9 @@
 #include <Vem/GenericIf.h>
 
 #include <new>
-#include <utility>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 namespace Vem::GenericIfImpl {
 
@@ -28,16 +29,23 @@ struct GenericIfPtrInterfaceMethods {
     throw RangeException(std::string(type.name()) + ": an entity reference cannot be parsed from text");
   }
   /// "Type(name)" for entities built from a name, else the type's name alone; "null" for no entity.
-  static Lumo::String genericIfStrRep(const void* value, const VemType&, uint32_t) {
+  static Lumo::String genericIfStrRep(const void* value, const VemType& type, uint32_t) {
     const Ref& ref = *static_cast<const Ref*>(value);
     if (!ref) return Lumo::String("null");
-    VemType t = ref->typeData();
+    if constexpr (std::is_base_of_v<Entity, E>)
+      return entityText(*ref);
+    else
+      return Lumo::String(type.name());  // a platform entity: no registered name to read
+  }
+  static Lumo::String entityText(Entity& entity) {
+    VemType t = entity.typeData();
     std::string text(t.name());
     if (const MemberRecord* m = t.memberById(154); m != nullptr && t.impl().attributeOp != nullptr) {
       const VemType declaring = t.declaringType(*m);  // a derived type inherits nameString
       auto field = Lumo::FieldDescriptor::of(declaring.module()->members, static_cast<uint16_t>(m - declaring.module()->members));
       Lumo::String name;
-      if (t.impl().attributeOp(&name, ref.get(), &field, 10, nullptr, nullptr) == 0) text += "(" + name.stdString() + ")";
+      if (t.impl().attributeOp(&name, &entity, &field, 10, nullptr, nullptr) == 0)
+        text += "(" + name.stdString() + ")";
     }
     return Lumo::String(text);
   }

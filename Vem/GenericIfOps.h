@@ -77,33 +77,72 @@ struct MethodList {};
 
 namespace GenericIfImpl {
 
+/// How a method's argument of type P is read from the caller's storage, which holds the value as the
+/// parameter type's registered methods build it: a P for values.
+template <class P>
+struct MethodArg {
+  static bool fits(const void*) noexcept { return true; }
+  static const P& read(const void* argument) noexcept { return *static_cast<const P*>(argument); }
+};
+/// An entity parameter (`Lumo::Ptr<const T>`): the caller holds a Lumo::Ptr<Vem::Entity> for an entity
+/// type of a definition, whose dynamic type must be T or derive from it (null passes), and a Lumo::Ptr<T>
+/// for a platform entity type.
+template <class T>
+struct MethodArg<Lumo::Ptr<const T>> {
+  static constexpr bool definedEntity = std::is_base_of_v<Entity, T>;
+  using Held = std::conditional_t<definedEntity, Lumo::Ptr<Entity>, Lumo::Ptr<T>>;
+  static bool fits(const void* argument) noexcept {
+    if constexpr (definedEntity) {
+      const Held& held = *static_cast<const Held*>(argument);
+      return !held || held->typeData().isDerivedFrom(T::vemType());
+    } else {
+      return true;
+    }
+  }
+  static Lumo::Ptr<const T> read(const void* argument) noexcept {
+    const Held& held = *static_cast<const Held*>(argument);
+    if constexpr (definedEntity)
+      return Lumo::Ptr<const T>(static_cast<const T*>(held.get()));
+    else
+      return held;
+  }
+};
+
 template <class F>
 struct MethodTraits;
 template <class R, class C, class... P>
 struct MethodTraits<R (C::*)(P...) const> {
+  static_assert(sizeof...(P) <= 2, "the generic interface passes at most two arguments");
   using Result = R;
   static constexpr std::size_t arity = sizeof...(P);
+  /// Every argument the method takes is given, and of its parameter's type.
+  static bool argumentsFit(const void* a1, const void* a2) noexcept {
+    const void* args[] = {a1, a2, nullptr};
+    return [&]<std::size_t... I>(std::index_sequence<I...>) {
+      return ((args[I] != nullptr && MethodArg<std::remove_cvref_t<P>>::fits(args[I])) && ...);
+    }(std::index_sequence_for<P...>{});
+  }
   template <class Obj, class Fn>
   static R call(Obj& o, Fn fn, const void* a1, const void* a2) {
-    static_assert(sizeof...(P) <= 2, "the generic interface passes at most two arguments");
     const void* args[] = {a1, a2, nullptr};
     return [&]<std::size_t... I>(std::index_sequence<I...>) -> R {
-      return (o.*fn)(*static_cast<const std::remove_cvref_t<P>*>(args[I])...);
+      return (o.*fn)(MethodArg<std::remove_cvref_t<P>>::read(args[I])...);
     }(std::index_sequence_for<P...>{});
   }
 };
 template <class R, class C, class... P>
 struct MethodTraits<R (C::*)(P...) const noexcept> : MethodTraits<R (C::*)(P...) const> {};
 
-/// Runs method M on `object` if its id is `id`; rc is left alone otherwise.
+/// Runs method M on `object` if its id is `id`; rc is left alone otherwise. A missing argument or an
+/// entity argument of another type does not apply, and nothing is called.
 template <class M, class T>
 void methodOp(const T& object, uint16_t id, uint8_t op, void* result, const void* a1, const void* a2, int& rc) {
   if (M::id != id) return;
-  if (op != OpCode::get) {
+  using Traits = MethodTraits<std::remove_const_t<decltype(M::fn)>>;
+  if (op != OpCode::get || !Traits::argumentsFit(a1, a2)) {
     rc = ResultCode::notApplicable;
     return;
   }
-  using Traits = MethodTraits<std::remove_const_t<decltype(M::fn)>>;
   if constexpr (std::is_void_v<typename Traits::Result>)
     Traits::call(object, M::fn, a1, a2);
   else
@@ -177,6 +216,12 @@ int valueAttributeOp(void* result, void* object, const void* field, uint8_t op, 
   methodsOp(v, id, op, result, arg1, arg2, rc);
   return rc;
   }
+}
+
+/// Types with no members and no whole-value operations (platform entities, which are only passed to
+/// methods).
+inline int memberlessAttributeOp(void*, void*, const void* field, uint8_t, const void*, const void*) noexcept {
+  return field == nullptr ? ResultCode::notApplicable : ResultCode::noSuchMember;
 }
 
 /// Enumerations: whole-value operations on the holding integer.
@@ -301,7 +346,8 @@ int entityAttributeOp(void* result, void* object, const void* field, uint8_t op,
       return ResultCode::done;
     }
   }
-  int rc = ResultCode::noSuchMember;
+  // The id is a member of the type: one the interface cannot reach (a static method, a constant) does not apply.
+  int rc = ResultCode::notApplicable;
   [&]<class... A>(AttributeList<A...>) {
     (void)((A::id == id ? (rc = attributeOp<A>(e, result, op, arg1, arg2), true) : false) || ...);
   }(typename T::VemAttributes{});

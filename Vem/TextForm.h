@@ -16,6 +16,7 @@
 #include <limits>
 #include <ostream>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -180,6 +181,19 @@ void parseFields(CharRange& in, T& v) {
        ...);
     }
   }(typename T::VemFields{}, std::make_index_sequence<T::VemFields::size>{}, in, v);
+}
+
+/// The free parser `sequenceToValue(text, &v)` of a generated value type: its parser constructor runs on a
+/// copy of the range and the result is assigned only once it is complete, so a failure (the constructor's
+/// own exception) leaves both the target and the range as they were.
+template <class T>
+bool parseInto(CharRange& text, T* value) {
+  if (value == nullptr) throw std::invalid_argument(std::string(T::vemTypeName) + ": sequenceToValue without a target");
+  CharRange probe = text;
+  T parsed(probe);
+  *value = std::move(parsed);
+  text = probe;
+  return true;
 }
 
 /// Parses the whole of `text` as a T; text left over is an error.

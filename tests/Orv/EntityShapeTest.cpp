@@ -163,6 +163,45 @@ TEST(EntityShape, MethodsAreCalledThroughTheGenericInterface) {
   EXPECT_EQ(digest, v.digest());
 }
 
+TEST(EntityShape, EntityArgumentsArePassedAsCheckedReferences) {
+  auto dir = dirFactory(Lumo::String("d"));
+  auto port = dir->portIs(IntfId("Ethernet1"), 25);
+  const Vem::VemType t = Dir::vemType();
+  const Vem::MemberRecord* m = t.memberByName("speedTimes");
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(m->flagsA, 0x0810);
+  auto params = t.params(m->firstParam);
+  ASSERT_EQ(params.size(), 2u);
+  EXPECT_EQ(t.paramName(params[0]), "port");
+  EXPECT_EQ(t.paramTypeName(params[0]), "VemTest::Port");
+  EXPECT_EQ(t.paramTypeName(params[1]), "U32");
+
+  // A tool holds a reference to an entity of a definition as Lumo::Ptr<Vem::Entity>.
+  Lumo::Ptr<Vem::Entity> arg(port);
+  uint32_t times = 3, result = 0;
+  EXPECT_EQ(callThroughInterface(t, dir.get(), "speedTimes", &result, &arg, &times), 0);
+  EXPECT_EQ(result, 75u);
+  Lumo::Ptr<Vem::Entity> none;
+  EXPECT_EQ(callThroughInterface(t, dir.get(), "speedTimes", &result, &none, &times), 0);
+  EXPECT_EQ(result, 0u);  // null is passed on
+  // Another entity type, a missing argument or another code is refused before the method runs.
+  Lumo::Ptr<Vem::Entity> leaf(dir->leafIs(Lumo::String("l")));
+  result = 99;
+  EXPECT_EQ(callThroughInterface(t, dir.get(), "speedTimes", &result, &leaf, &times), 1);
+  EXPECT_EQ(callThroughInterface(t, dir.get(), "speedTimes", &result, &arg, nullptr), 1);
+  EXPECT_EQ(callThroughInterface(t, dir.get(), "speedTimes", &result, nullptr, &times), 1);
+  auto field = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(m - t.module()->members));
+  EXPECT_EQ(t.impl().attributeOp(&result, dir.get(), &field, Vem::OpCode::set, &arg, &times), 1);
+  EXPECT_EQ(result, 99u);
+
+  // The same on a value type's method.
+  Everything v;
+  v.countIs(5);
+  EXPECT_EQ(callThroughInterface(Everything::vemType(), &v, "speedOf", &result, &arg, nullptr), 0);
+  EXPECT_EQ(result, 30u);
+  EXPECT_EQ(callThroughInterface(Everything::vemType(), &v, "speedOf", &result, &leaf, nullptr), 1);
+}
+
 }  // namespace
 
 #include <Vem/GenericIfEntity.h>

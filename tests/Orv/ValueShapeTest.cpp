@@ -134,6 +134,45 @@ TEST(ValueText, NestedFieldErrorsCarryTheFieldPath) {
             "bounded: max: number too large for U16 at of");
 }
 
+TEST(ValueText, FreeParserCommitsOnlyAWholeValue) {
+  // The bound is checked after every field has been read: the range must still be put back.
+  const std::string bad = "VemTest::Bounded(value=11, max=10), next";
+  Vem::CharRange range(bad);
+  Bounded target(3, 9);
+  EXPECT_EQ(errorOf([&] { sequenceToValue(range, &target); }), "VemTest::Bounded::value > max_ not allowed");
+  EXPECT_EQ(target, Bounded(3, 9));
+  EXPECT_EQ(range.offset(), 0u);
+
+  const std::string good = "VemTest::Bounded(value=10, max=10), next";
+  Vem::CharRange fine(good);
+  EXPECT_TRUE(sequenceToValue(fine, &target));
+  EXPECT_EQ(target, Bounded(10, 10));
+  EXPECT_EQ(fine.rest(), ", next");
+
+  // A nested field's failure carries its path; a value holding a collection has no parser at all.
+  Everything e;
+  e.countIs(1);
+  std::string text = Everything().stringValue().stdString();
+  text.replace(text.find("max=4095"), 8, "max=99999");
+  Vem::CharRange nested(text);
+  EXPECT_EQ(errorOf([&] { sequenceToValue(nested, &e); }).substr(0, 12), "bounded: max");
+  EXPECT_EQ(e.count(), 1u);
+  EXPECT_EQ(nested.offset(), 0u);
+  const std::string membership = Membership().stringValue().stdString();
+  Vem::CharRange refused(membership);
+  Membership m;
+  EXPECT_EQ(errorOf([&] { sequenceToValue(refused, &m); }), "No String constructor for Membership - has collection");
+
+  // Types nested in a namespace are found by argument-dependent lookup as well.
+  const Inner::Tagged tagged(Inner::Color::magenta, Color::red);
+  const std::string taggedText = tagged.stringValue().stdString();
+  Vem::CharRange inner(taggedText);
+  Inner::Tagged parsed;
+  EXPECT_TRUE(sequenceToValue(inner, &parsed));
+  EXPECT_EQ(parsed, tagged);
+  EXPECT_TRUE(inner.atEnd());
+}
+
 TEST(ValueShape, ConstantsMethodsAndEmptyValues) {
   EXPECT_EQ(Everything::label(), "a label");
   static_assert(Everything::limit() == 42);

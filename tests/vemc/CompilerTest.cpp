@@ -309,6 +309,63 @@ TEST_F(CompilerTest, ViewsMessageFormsBackupAndOwnTextForms) {
             "vem:2: option 'backup' does not apply to set s");
 }
 
+TEST_F(CompilerTest, PlatformEntitiesArePassedToMethodsAsCountedReferences) {
+  const std::string util = write("lib/Util.vem", "module Util;\nnamespace Util { platform entity Sink in \"Util/Sink.h\"; }\n");
+  vemc::Compilation cu({(dir_ / "lib").string()});
+  const vemc::ModuleDecl& um = cu.load(util);
+  EXPECT_EQ(um.types[0].kind, vemc::TypeDecl::Kind::platformEntity);
+  vemc::GeneratedFiles ug = vemc::generateCpp(um, cu);
+  EXPECT_NE(ug.header.find("#include <Util/Sink.h>"), std::string::npos);
+  EXPECT_NE(ug.source.find("Vem::makeTypeRecord(Vem::TypeKind::entity, 0, Vem::layoutOf<Util::Sink>(), 0, 0, 0, -3)"),
+            std::string::npos) << ug.source;
+  EXPECT_NE(ug.source.find("&Vem::GenericIfImpl::GenericIfPtrInterfaceMethods<Util::Sink>::table, nullptr, "
+                           "&Vem::GenericIfImpl::memberlessAttributeOp"),
+            std::string::npos);
+
+  const std::string text =
+      "module Mod;\nimport Util;\nnamespace N {\n"
+      " value V { field a : U8; method to(sink : Util::Sink) : bool; }\n"
+      " entity E factory { attr x : U8; method dump(sink : Util::Sink, depth : U32) : void; }\n}\n";
+  std::string file = write("Mod.vem", text);
+  vemc::Compilation c({(dir_ / "lib").string()});
+  const vemc::ModuleDecl& m = c.load(file);
+  vemc::GeneratedFiles g = vemc::generateCpp(m, c);
+  EXPECT_NE(g.header.find("bool to(const Lumo::Ptr<const Util::Sink>& sink) const;"), std::string::npos) << g.header;
+  EXPECT_NE(g.header.find("void dump(const Lumo::Ptr<const Util::Sink>& sink, uint32_t depth) const;"), std::string::npos);
+  EXPECT_NE(g.header.find("Vem::Method<259, static_cast<void (E::*)(const Lumo::Ptr<const Util::Sink>&, uint32_t) const>"),
+            std::string::npos);
+  // The parameter records name the type; a type only parameters name needs no type reference.
+  EXPECT_NE(c.tables().typeNames.find("Util::Sink"), std::string::npos);
+  EXPECT_EQ(c.tables().typeRefs.size(), 0u);
+  EXPECT_EQ(m.types[1].members[2].flagsA, 0x0810);
+  EXPECT_EQ(m.types[1].members[2].typeRef, -4);
+
+  // Nothing stores, keys, logs or returns one.
+  const std::string head = "module Mod;\nimport Util;\nnamespace N {\n";
+  EXPECT_EQ(compile(head + " entity E { attr s : Util::Sink; } }"),
+            "vem:4: s: platform entity Util::Sink can only be a method parameter");
+  EXPECT_EQ(compile(head + " entity E { children s : Util::Sink; } }"),
+            "vem:4: s: platform entity Util::Sink can only be a method parameter");
+  EXPECT_EQ(compile(head + " entity E { collection s : Util::Sink -> U8; } }"), "vem:4: an entity cannot be a key");
+  EXPECT_EQ(compile(head + " value V { field s : Util::Sink; } }"),
+            "vem:4: s: platform entity Util::Sink can only be a method parameter");
+  EXPECT_EQ(compile(head + " entity E { method m() : Util::Sink; } }"),
+            "vem:4: m: platform entity Util::Sink can only be a method parameter");
+  EXPECT_EQ(compile("module Mod;\nnamespace N { platform thing T in \"x.h\"; }"), "vem:2: expected 'value', found 'thing'");
+}
+
+TEST_F(CompilerTest, EveryValueTypeGetsAFreeParser) {
+  std::string file = write("Mod.vem", "module Mod;\nnamespace N {\n value A { field a : U8; text handwritten; }\n"
+                                      " value B { value K { field k : U8; } field k : K; }\n}\n");
+  vemc::Compilation c({(dir_ / "lib").string()});
+  vemc::GeneratedFiles g = vemc::generateCpp(c.load(file), c);
+  for (const char* type : {"A", "B", "B::K"}) {
+    const std::string decl = std::string("bool sequenceToValue(Vem::CharRange& text, ") + type + "* value)";
+    EXPECT_NE(g.header.find(decl + ";"), std::string::npos) << type;
+    EXPECT_NE(g.source.find(decl + " { return Vem::parseInto(text, value); }"), std::string::npos) << type;
+  }
+}
+
 TEST_F(CompilerTest, DefaultTagAlwaysHasEightDigits) {
   for (const char* name : {"A", "OrvPortVlanPair", "x", "VeryLongModuleNameForTesting"})
     EXPECT_GE(vemc::defaultTag(name), 0x10000000u) << name;
@@ -317,7 +374,8 @@ TEST_F(CompilerTest, DefaultTagAlwaysHasEightDigits) {
 
 TEST(CompilerSources, EveryShippedDefinitionCompiles) {
   // Every definition of the repository, compiled as the build does.
-  for (const char* rel : {"platform/Pelix/Pelix.vem", "Orv/OrvPortVlanPair.vem", "tests/modules/VemTestTypes.vem"}) {
+  for (const char* rel : {"platform/Pelix/Pelix.vem", "Orv/OrvPortVlanPair.vem", "Orv/OrvVplsPwQuarnTypes.vem",
+                          "tests/modules/VemTestTypes.vem"}) {
     vemc::Compilation c({std::string(VEM_SOURCE_DIR) + "/platform", std::string(VEM_SOURCE_DIR) + "/Orv"});
     EXPECT_NO_THROW(vemc::generateCpp(c.load(std::string(VEM_SOURCE_DIR) + "/" + rel), c)) << rel;
   }

@@ -105,7 +105,7 @@ struct Check {
 struct ModuleDecl;
 
 struct TypeDecl {
-  enum class Kind { value, enumeration, platformValue, entity };
+  enum class Kind { value, enumeration, platformValue, entity, platformEntity };
   Kind kind = Kind::value;
   std::string name;           // unqualified
   std::string nameSpace;      // "Orv" or "Orv::Loopback"; for a nested type its enclosing type ("Orv::ParityEvent")
@@ -113,7 +113,7 @@ struct TypeDecl {
   std::string classPath;      // its name within that namespace ("ParityEvent::Key")
   std::string baseName;       // the base type as written (a value's or an entity's), empty for none
   std::string holdingType = "U8";  // enumerations: U8 or U32
-  std::string header;         // platform values: the hand-written header
+  std::string header;         // platform values and entities: the hand-written header
   bool factory = false;       // entities: generically constructible, with a <type>Factory
   bool namedWithCtor = false;    // entities: built from a name and further constructor attributes
   bool unordered = false;        // values: equality and hash only, no order (`order none;`)
@@ -141,6 +141,8 @@ struct TypeDecl {
 
   std::string qualifiedName() const { return nameSpace.empty() ? name : nameSpace + "::" + name; }
   bool nested() const { return classPath != name; }
+  // Entities of a definition and platform entities: held and passed as counted references.
+  bool isEntity() const { return kind == Kind::entity || kind == Kind::platformEntity; }
 };
 
 struct ModuleDecl {

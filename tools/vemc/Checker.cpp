@@ -210,6 +210,13 @@ void Compilation::check(ModuleDecl& m) {
     }
 }
 
+void Compilation::refusePlatformEntity(const ModuleDecl& m, const Member& mem) const {
+  // Such a class is no type of the system's own: nothing can store, log or return it.
+  if (mem.type && mem.type->kind == TypeDecl::Kind::platformEntity)
+    throw CompileError(m.file, mem.line, mem.name + ": platform entity " + mem.type->qualifiedName() +
+                                             " can only be a method parameter");
+}
+
 void Compilation::checkEnumeration(ModuleDecl& m, TypeDecl& t) {
   std::set<uint32_t> codes;
   if (t.members.empty()) throw CompileError(m.file, t.line, "enumeration " + t.qualifiedName() + " has no enumerators");
@@ -264,6 +271,7 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
     byName[mem.name] = &mem;
     mem.attributeId = id++;
     if (!isBuiltin(mem.typeName)) mem.type = resolve(m, scope, mem.typeName, mem.line);
+    refusePlatformEntity(m, mem);
     if (mem.typeName == "void" && mem.kind != Member::Kind::method && mem.kind != Member::Kind::staticMethod)
       throw CompileError(m.file, mem.line, "only methods return void");
     for (Param& p : mem.params)
@@ -286,7 +294,7 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
       case Member::Kind::valueCollection:
         mem.flagsA = 0x9c01;
         mem.flagsB = mem.keysOnly ? 0x0109 : 0x0101;
-        if (mem.type && mem.type->kind == TypeDecl::Kind::entity)
+        if (mem.type && mem.type->isEntity())
           throw CompileError(m.file, mem.line, "a value cannot hold entities");
         checkCollectionKey(m, t, mem);
         break;
@@ -385,7 +393,7 @@ void Compilation::checkCollectionKey(ModuleDecl& m, const TypeDecl& t, Member& m
     throw CompileError(m.file, mem.line, mem.keyTypeName + " cannot be a key");
   if (!isBuiltin(mem.keyTypeName)) {
     mem.keyType = resolve(m, t.qualifiedName(), mem.keyTypeName, mem.line);
-    if (mem.keyType->kind == TypeDecl::Kind::entity) throw CompileError(m.file, mem.line, "an entity cannot be a key");
+    if (mem.keyType->isEntity()) throw CompileError(m.file, mem.line, "an entity cannot be a key");
     if (mem.keyType->unordered)
       throw CompileError(m.file, mem.line, mem.keyType->qualifiedName() + " has no order and cannot be a key");
     mem.keyTypeName = mem.keyType->qualifiedName();
@@ -433,6 +441,7 @@ void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
         mem.type = resolve(m, scope, mem.typeName, mem.line);
         mem.typeName = mem.type->qualifiedName();
       }
+      refusePlatformEntity(m, mem);
       for (Param& p : mem.params) {
         if (p.typeName == "void") throw CompileError(m.file, p.line, "a parameter cannot be void");
         if (!isBuiltin(p.typeName)) p.typeName = resolve(m, scope, p.typeName, p.line)->qualifiedName();
@@ -450,12 +459,13 @@ void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
       mem.type = resolve(m, scope, mem.typeName, mem.line);
       mem.typeName = mem.type->qualifiedName();
     }
+    refusePlatformEntity(m, mem);
     if (mem.kind == Member::Kind::view) {
       // A view stores nothing and is neither announced nor logged: readable and settable, no storage.
       auto base = std::find_if(t.members.begin(), t.members.end(), [&](const Member& x) { return x.name == mem.viewOf; });
       if (base == t.members.end() || (base->kind != Member::Kind::set && base->kind != Member::Kind::collection))
         throw CompileError(m.file, mem.line, "view " + mem.name + ": " + mem.viewOf + " is no set or collection of " + t.name);
-      if (mem.type && mem.type->kind == TypeDecl::Kind::entity)
+      if (mem.type && mem.type->isEntity())
         throw CompileError(m.file, mem.line, "view " + mem.name + " cannot hold entities");
       checkCollectionKey(m, t, mem);
       if (mem.keyTypeName != base->keyTypeName)
@@ -493,7 +503,7 @@ void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {
       checkCollectionKey(m, t, mem);
     }
     if (mem.kind == Member::Kind::key) {
-      if (mem.type && mem.type->kind == TypeDecl::Kind::entity) throw CompileError(m.file, mem.line, "a key cannot be an entity");
+      if (mem.type && mem.type->isEntity()) throw CompileError(m.file, mem.line, "a key cannot be an entity");
       if (mem.defaultValue) throw CompileError(m.file, mem.line, "a key is given at construction and takes no default");
     }
     mem.flagsB = (mem.kind == Member::Kind::key || mem.ctorParam2) ? 0x2101 : 0x0101;
@@ -583,7 +593,7 @@ void Compilation::buildTables(ModuleDecl& m) {
   for (TypeDecl& t : m.types) {
     t.baseRef = t.base                                    ? tb.typeRefIndex.at(t.base->qualifiedName())
                 : t.kind == TypeDecl::Kind::enumeration ? (t.holdingType == "U8" ? -5 : -9)
-                : t.kind == TypeDecl::Kind::entity      ? -3
+                : t.isEntity()                          ? -3
                                                         : -1;
     if (!t.ctorParams.empty()) {
       t.firstParam = static_cast<uint16_t>(tb.params.size());

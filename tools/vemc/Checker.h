@@ -50,6 +50,7 @@ class Compilation {
   void checkValue(ModuleDecl& m, TypeDecl& t);
   void checkEnumeration(ModuleDecl& m, TypeDecl& t);
   void checkEntity(ModuleDecl& m, TypeDecl& t);
+  void refusePlatformEntity(const ModuleDecl& m, const Member& mem) const;
   void resolveEntityBase(ModuleDecl& m, TypeDecl& t);
   void checkCollectionKey(ModuleDecl& m, const TypeDecl& t, Member& mem);
   void finishEntityCtor(TypeDecl& t);

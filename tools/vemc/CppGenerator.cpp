@@ -36,6 +36,12 @@ std::string argType(const std::string& typeName, const TypeDecl* type) {
   return "const " + cppType(typeName) + "&";
 }
 
+// How a method takes a parameter: values as above, entities as counted references it cannot change.
+std::string methodParamType(const std::string& typeName, const TypeDecl* type) {
+  if (type && type->isEntity()) return "const Lumo::Ptr<const " + typeName + ">&";
+  return argType(typeName, type);
+}
+
 std::string hex(uint32_t v, int width = 0) {
   char buf[16];
   std::snprintf(buf, sizeof buf, "0x%0*x", width, v);
@@ -119,6 +125,11 @@ class Writer {
     for (const TypeDecl& t : m_.types)
       for (const Member& mem : t.members) anyBackup |= mem.backup;
     if (anyBackup) h << "#include <Vem/Backup.h>\n";
+    bool anyEntityParam = false;
+    for (const TypeDecl& t : m_.types)
+      for (const Member& mem : t.members)
+        for (const Param& p : mem.params) anyEntityParam |= typeOf(p.typeName) && typeOf(p.typeName)->isEntity();
+    if (anyEntityParam && !anyEntity) h << "#include <Lumo/Ptr.h>\n";
     if (anyEntity)
       h << "#include <Lumo/Allocator.h>\n#include <Lumo/Ptr.h>\n#include <Lumo/Publisher.h>\n#include <Vem/Entity.h>\n"
         << "#include <Vem/EntityOps.h>\n#include <Vem/HashMap2018.h>\n#include <Vem/HashMap2018NodeInternalKey.h>\n"
@@ -127,7 +138,8 @@ class Writer {
     std::set<std::string> includes;
     for (const ModuleDecl* imp : c_.importsOf(m_)) includes.insert("<" + imp->headerDir + "/" + imp->name + ".h>");
     for (const TypeDecl& t : m_.types)
-      if (t.kind == TypeDecl::Kind::platformValue) includes.insert("<" + t.header + ">");
+      if (t.kind == TypeDecl::Kind::platformValue || t.kind == TypeDecl::Kind::platformEntity)
+        includes.insert("<" + t.header + ">");
     for (const std::string& inc : includes) h << "#include " << inc << "\n";
     h << "\n#include <compare>\n#include <cstddef>\n#include <cstdint>\n#include <iosfwd>\n#include <string_view>\n\n"
       << "\n"
@@ -145,19 +157,21 @@ class Writer {
         h << "\n// " << t.qualifiedName() << " is written by hand in <" << t.header << ">.\n"
           << "template <>\ninline constexpr bool Vem::isPlatformValue<" << t.qualifiedName() << "> = true;\n";
       }
+    bool declared = false;
+    for (const TypeDecl& t : m_.types)
+      if (t.kind == TypeDecl::Kind::entity) {
+        if (!declared)
+          closeNamespace(h), h << "\n// Entity types, declared first so that owners can name their children and methods can\n"
+                                  "// take them.\n";
+        declared = true;
+        openNamespace(h, t.nameSpace);
+        h << "class " << t.name << ";\n";
+      }
     for (const TypeDecl* t : valuesInDependencyOrder()) {
       openNamespace(h, t->nameSpace);
       classDeclaration(h, *t);
       classFunctions(h, *t);
     }
-    bool declared = false;
-    for (const TypeDecl& t : m_.types)
-      if (t.kind == TypeDecl::Kind::entity) {
-        if (!declared) closeNamespace(h), h << "\n// Entity types, declared first so that owners can name their children.\n";
-        declared = true;
-        openNamespace(h, t.nameSpace);
-        h << "class " << t.name << ";\n";
-      }
     for (const TypeDecl* t : entitiesInDependencyOrder()) {
       openNamespace(h, t->nameSpace);
       entityDeclaration(h, *t);
@@ -271,8 +285,7 @@ class Writer {
     std::string s;
     for (const Param& p : mem.params) {
       if (!s.empty()) s += ", ";
-      const TypeDecl* pt = Compilation::isBuiltin(p.typeName) ? nullptr : findType(p.typeName);
-      s += argType(p.typeName, pt) + " " + p.name;
+      s += methodParamType(p.typeName, typeOf(p.typeName)) + " " + p.name;
     }
     return s;
   }
@@ -461,7 +474,10 @@ class Writer {
       else classFunctions(h, *inner);
     }
     const std::string& n = t.classPath;
-    h << "std::ostream& operator<<(std::ostream& os, const " << n << "& value);\n"
+    h << "// Parses like " << t.name << "(Vem::CharRange&) and returns true; on failure raises what it raises and leaves\n"
+      << "// `value` and `text` as they were.\n"
+      << "bool sequenceToValue(Vem::CharRange& text, " << n << "* value);\n"
+      << "std::ostream& operator<<(std::ostream& os, const " << n << "& value);\n"
       << "Vem::NboAttrLog::Out& operator<<(Vem::NboAttrLog::Out& out, const " << n << "& value);\n"
       << "std::size_t attrLogSize(const " << n << "* value);\n";
   }
@@ -500,10 +516,8 @@ class Writer {
     for (const Member& mem : t.members) {
       if (!genericMethod(t, mem)) continue;
       std::string sig = cppType(mem.typeName) + " (" + t.name + "::*)(";
-      for (std::size_t i = 0; i < mem.params.size(); ++i) {
-        const TypeDecl* pt = Compilation::isBuiltin(mem.params[i].typeName) ? nullptr : findTypeAnywhere(mem.params[i].typeName);
-        sig += (i ? ", " : "") + argType(mem.params[i].typeName, pt);
-      }
+      for (std::size_t i = 0; i < mem.params.size(); ++i)
+        sig += (i ? ", " : "") + methodParamType(mem.params[i].typeName, typeOf(mem.params[i].typeName));
       sig += ") const";
       list += std::string(list.empty() ? "" : ",") + "\n      Vem::Method<" + std::to_string(mem.attributeId) + ", static_cast<" +
               sig + ">(&" + t.name + "::" + mem.name + ")>";
@@ -1023,6 +1037,7 @@ class Writer {
     else
       s << "\n" << cls << "::" << n << "(Vem::CharRange& text) {\n  Vem::parseFields(text, *this);\n" << checksCode(t, false)
         << "}\n";
+    s << "bool sequenceToValue(Vem::CharRange& text, " << cls << "* value) { return Vem::parseInto(text, value); }\n";
     s << ""
       << "\n" << cls << "::" << n << "(Vem::NboAttrLog::In* in, Vem::StreamBogon) {\n  Vem::valueFromLog(*in, *this);\n"
       << checksCode(t, false) << "}\n";
@@ -1093,7 +1108,7 @@ class Writer {
     s << "constexpr Vem::TypeRecord vemTypes[] = {\n";
     for (const TypeDecl& t : m_.types) {
       std::string kind = t.kind == TypeDecl::Kind::enumeration ? "Vem::TypeKind::enumeration"
-                         : t.kind == TypeDecl::Kind::entity    ? "Vem::TypeKind::entity"
+                         : t.isEntity()                        ? "Vem::TypeKind::entity"
                                                                : "Vem::TypeKind::value";
       if (t.pbMessage || t.pbHolder) kind = "(" + kind + " | Vem::TypeKind::protobufForm)";
       s << "    Vem::makeTypeRecord(" << kind << ", " << tb_.typeNameOffset.at(t.qualifiedName())
@@ -1139,6 +1154,10 @@ class Writer {
                   ? "&Vem::GenericIfImpl::entityIterator<" + q + ">"
                   : std::string("nullptr"))
           << "},  // " << q << "\n";
+      } else if (t.kind == TypeDecl::Kind::platformEntity) {
+        // Only passed to methods: a counted reference to it is the value tools hold; it has no members.
+        s << "    {nullptr, nullptr, &Vem::GenericIfImpl::GenericIfPtrInterfaceMethods<" << q
+          << ">::table, nullptr, &Vem::GenericIfImpl::memberlessAttributeOp, nullptr},  // " << q << "\n";
       } else if (t.kind == TypeDecl::Kind::enumeration) {
         std::string u = t.holdingType == "U8" ? "uint8_t" : "uint32_t";
         s << "    {nullptr, nullptr, &Vem::GenericIfImpl::GenericIfEnumMethods<" << u
@@ -1153,7 +1172,7 @@ class Writer {
     // The log form of each value and enumeration, for tools that decode records generically.
     s << "const Vem::ValueLogForm* const vemLogForms[] = {\n";
     for (const TypeDecl& t : m_.types) {
-      if (t.kind == TypeDecl::Kind::entity)
+      if (t.isEntity())
         s << "    nullptr,\n";
       else if (t.kind == TypeDecl::Kind::enumeration)
         s << "    &Vem::EnumLogForm<" << (t.holdingType == "U8" ? "uint8_t" : "uint32_t") << ">::table,\n";

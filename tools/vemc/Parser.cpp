@@ -109,9 +109,12 @@ class Parser {
     return d;
   }
 
+  // `platform value T in "header";` or `platform entity T in "header";`: a class written by hand.
   TypeDecl platformValue(const std::string& ns) {
-    expectWord("value");
-    TypeDecl d = newType(TypeDecl::Kind::platformValue, ns);
+    TypeDecl::Kind kind = TypeDecl::Kind::platformValue;
+    if (acceptWord("entity")) kind = TypeDecl::Kind::platformEntity;
+    else expectWord("value");
+    TypeDecl d = newType(kind, ns);
     expectWord("in");
     d.header = expectKind(Token::Kind::string, "the header that defines the class").text;
     expectPunct(";");
