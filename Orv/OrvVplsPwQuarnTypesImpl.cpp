@@ -1,4 +1,8 @@
-#include <Orv/OrvVplsPwQuarnTypesDump.h>
+// Hand-written operations of the VPLS pseudowire module: the decapsulation table's state dump and the
+// per-VLAN set's factory.
+#include <Orv/OrvVplsPwQuarnTypesFactory.h>
+
+#include <Brek/DumpContext.h>
 
 namespace Orv {
 
@@ -34,23 +38,24 @@ constexpr IndentedFormat decapLabelEntry{"%*c%s -> %u\n", "%s -> %u\n"};
 
 }  // namespace
 
-void dumpState(const HwVplsPwDecapConfig& config, const Lumo::Ptr<const Brek::DumpContext>& dumpCtx,
-               uint32_t indentCount) {
+// Each line is indented by `indentCount` blanks (entries by two more); a line at indentation 0 starts in
+// column 0. Entries come in the maps' iteration order. Changes nothing and takes no lock.
+void HwVplsPwDecapConfig::dumpState(const Lumo::Ptr<const Brek::DumpContext>& dumpCtx, uint32_t indentCount) const {
   const uint32_t header = indentCount + 2, entry = indentCount + 4;
   printIndented(dumpCtx, indentCount, title);
 
-  printIndented(dumpCtx, header, vlanTagInfoHeader, static_cast<unsigned>(config.vlanTagInfo().size()));
-  for (const auto& [key, vlan] : config.vlanTagInfo())
+  printIndented(dumpCtx, header, vlanTagInfoHeader, static_cast<unsigned>(vlanTagInfo().size()));
+  for (const auto& [key, vlan] : vlanTagInfo())
     printIndented(dumpCtx, entry, vlanTagInfoEntry, key.pwIntfId().stringValue().c_str(),
                   static_cast<unsigned>(key.vlan().value()), static_cast<unsigned>(vlan.value()));
 
-  printIndented(dumpCtx, header, encapHwFecIdHeader, static_cast<unsigned>(config.encapHwFecId().size()));
-  for (const auto& [intf, fec] : config.encapHwFecId())
+  printIndented(dumpCtx, header, encapHwFecIdHeader, static_cast<unsigned>(encapHwFecId().size()));
+  for (const auto& [intf, fec] : encapHwFecId())
     printIndented(dumpCtx, entry, encapHwFecIdEntry, intf.stringValue().c_str(),
                   static_cast<unsigned long long>(fec.value()));
 
-  printIndented(dumpCtx, header, decapLabelHeader, static_cast<unsigned>(config.decapLabel().size()));
-  for (const auto& [intf, label] : config.decapLabel())
+  printIndented(dumpCtx, header, decapLabelHeader, static_cast<unsigned>(decapLabel().size()));
+  for (const auto& [intf, label] : decapLabel())
     printIndented(dumpCtx, entry, decapLabelEntry, intf.stringValue().c_str(), static_cast<unsigned>(label.value()));
 }
 

@@ -287,6 +287,42 @@ TEST(AclKey, ParserSplitsGreedilyIgnoresTrailingTextAndMovesPastTheKey) {
   EXPECT_TRUE(inner.atEnd());
 }
 
+TEST(AclKey, FreeParserGivesTheConstructorsResultsAndChangesNothingOnFailure) {
+  const AclKey kept = key("kept", "g", 3);
+  // Each failure leaves both the key and the range as they were.
+  auto refused = [&](const std::string& text) {
+    Vem::CharRange range(text);
+    range.advance(1);
+    AclKey target = kept;
+    const std::string error = errorOf([&] { sequenceToValue(range, &target); });
+    EXPECT_EQ(target, kept) << text;
+    EXPECT_EQ(range.offset(), 1u) << text;
+    return error;
+  };
+  EXPECT_EQ(refused(">-ip-in(std=false,vlanId=0,aclGroup=aclGroupDefault)"), "Invalid AclKey");
+  EXPECT_EQ(refused(">a-ip-in(std=maybe,vlanId=0,aclGroup=g)"), "Invalid AclKey");
+  EXPECT_EQ(refused(">a-ip-in(std=false,vlanId=4096,aclGroup=g)"), "Orv::AclVlanIdOrNone::value > _max not allowed");
+  EXPECT_EQ(refused(">a-ip-in(std=false,vlanId=2147483648,aclGroup=g)"), "stoi");
+  EXPECT_EQ(refused(">"), "Invalid AclKey");
+
+  // Valid text: the key, and the range stands after the closing parenthesis with the rest unread.
+  std::string text = ">a-b-ipv6-out(std=true,vlanId=4095,aclGroup=g(1))) trailing";
+  Vem::CharRange range(text);
+  range.advance(1);
+  AclKey target = kept;
+  EXPECT_TRUE(Orv::sequenceToValue(range, &target));
+  EXPECT_EQ(target, AclKey(String("a-b"), Acl::AclType::ipv6, Acl::AclDirection::out, true, AclVlanIdOrNone(4095),
+                           String("g(1))")));
+  EXPECT_EQ(range.rest(), " trailing");
+  Vem::CharRange again(text);
+  again.advance(1);
+  EXPECT_EQ(AclKey(again), target);  // the constructor agrees and moves the range alike
+  EXPECT_EQ(again.offset(), range.offset());
+
+  EXPECT_THROW(sequenceToValue(range, static_cast<AclKey*>(nullptr)), std::invalid_argument);
+  EXPECT_EQ(range.rest(), " trailing");
+}
+
 TEST(AclKey, VlanIdBoundAndStoiRange) {
   auto parse = [](const std::string& vlan) {
     return errorOf([&] { Vem::strepToValue<AclKey>("a-ip-in(std=false,vlanId=" + vlan + ",aclGroup=g)"); });

@@ -1,16 +1,21 @@
 // VPLS pseudowire records: values filed under their own interface, the none VLAN for absent keys, the
-// wrapping adjacency-index allocator, per-VLAN child sets, and the state dump's exact text.
-#include <Orv/OrvVplsPwQuarnTypesDump.h>
+// wrapping adjacency-index allocator, per-VLAN child sets, and the state dump's exact text, called directly
+// and as attribute 263 through the generic interface.
+#include <Orv/OrvVplsPwQuarnTypesFactory.h>
 
 #include <Brek/DumpContext.h>
 #include <Lumo/Node.h>
 #include <Lumo/Publisher.h>
+#include <Lumo/Descriptors.h>
+#include <Vem/GenericIfOps.h>
 #include <Vem/NboAttrLog.h>
+#include <Vem/Reflect.h>
 #include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -36,7 +41,7 @@ VplsPwIntfInfo pw(const char* intf, uint32_t label, bool standby = false) {
 
 std::string dump(const HwVplsPwDecapConfig& config, uint32_t indent) {
   auto ctx = Lumo::newNode<Brek::DumpContext>();
-  dumpState(config, ctx, indent);
+  config.dumpState(ctx, indent);
   return ctx->str();
 }
 
@@ -131,7 +136,7 @@ TEST(HwVplsPwDecapConfig, DumpOfAnEmptyEntityIsFourLines) {
             "     encapHwFecId[] #0\n"
             "     decapLabel[] #0\n");
   // A null context discards the dump.
-  dumpState(*config, Lumo::Ptr<const Brek::DumpContext>(), 0);
+  config->dumpState(Lumo::Ptr<const Brek::DumpContext>(), 0);
 }
 
 TEST(HwVplsPwDecapConfig, DumpListsEveryEntry) {
@@ -156,6 +161,92 @@ TEST(HwVplsPwDecapConfig, DumpListsEveryEntry) {
   EXPECT_NE(text.find("\n     (Pseudowire1, 10) -> 4094\n"), std::string::npos) << text;
   EXPECT_EQ(text.rfind(" HwVplsPwDecapConfig\n", 0), 0u) << text;
   EXPECT_EQ(config->encapHwFecId().size(), 1u);  // the dump changed nothing
+}
+
+// Attribute 263 called as a tool calls it: member and parameter types come from the registration records,
+// each argument is held as its registered type's methods build it.
+struct GenericDumpCall {
+  Vem::VemType type = HwVplsPwDecapConfig::vemType();
+  const Vem::MemberRecord* member = type.memberById(263);
+  Lumo::FieldDescriptor field =
+      Lumo::FieldDescriptor::of(type.module()->members, static_cast<uint16_t>(member - type.module()->members));
+  Vem::AnyValue context{Vem::TypeHandle::byName(type.paramTypeName(type.params(member->firstParam)[0]))};
+
+  int run(HwVplsPwDecapConfig& config, const void* ctxArg, const void* indentArg, uint8_t code = Vem::OpCode::get) {
+    return type.impl().attributeOp(nullptr, &config, &field, code, ctxArg, indentArg);
+  }
+  std::string dump(HwVplsPwDecapConfig& config, uint32_t indentCount) {
+    auto ctx = Lumo::newNode<Brek::DumpContext>();
+    *static_cast<Lumo::Ptr<Brek::DumpContext>*>(context.data()) = ctx;
+    Vem::AnyValue indent(Vem::TypeHandle::byName(type.paramTypeName(type.params(member->firstParam)[1])),
+                         std::to_string(indentCount));
+    EXPECT_EQ(run(config, context.data(), indent.data()), 0);
+    return ctx->str();
+  }
+};
+
+TEST(HwVplsPwDecapConfig, DumpStateIsRegisteredAsAnOperationWithTwoParameters) {
+  const Vem::VemType t = HwVplsPwDecapConfig::vemType();
+  const Vem::MemberRecord* m = t.memberById(263);
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(t.memberName(*m), "dumpState");
+  EXPECT_EQ(m->flagsA, 0x0810);
+  EXPECT_EQ(m->flagsB, 0);
+  EXPECT_EQ(m->type, -4);  // returns nothing
+  EXPECT_EQ(m->keyType, -1);
+  EXPECT_EQ(m, &t.members().back());
+  ASSERT_NE(m->firstParam, 0);
+  auto params = t.params(m->firstParam);
+  ASSERT_EQ(params.size(), 2u);
+  EXPECT_EQ(t.paramName(params[0]), "dumpCtx");
+  EXPECT_EQ(t.paramTypeName(params[0]), "Brek::DumpContext");
+  EXPECT_EQ(t.paramName(params[1]), "indentCount");
+  EXPECT_EQ(t.paramTypeName(params[1]), "U32");
+  EXPECT_TRUE(t.module()->params[m->firstParam + 2].terminator());
+  // The dump context is a registered platform entity type: tools hold references to it.
+  const auto ctxType = Vem::Registry::typeByName("Brek::DumpContext");
+  ASSERT_TRUE(ctxType.has_value());
+  EXPECT_TRUE(ctxType->isEntity());
+  EXPECT_TRUE(ctxType->members().empty());
+  EXPECT_EQ(ctxType->impl().constructFromCtorArgs, nullptr);
+  Vem::AnyValue none{Vem::TypeHandle(*ctxType)};
+  EXPECT_EQ(none.text(), "null");
+}
+
+TEST(HwVplsPwDecapConfig, DumpStateThroughTheGenericInterfaceWritesTheSameBytes) {
+  auto config = hwVplsPwDecapConfigFactory(String("decap"));
+  GenericDumpCall call;
+  EXPECT_EQ(call.dump(*config, 0), dump(*config, 0));
+  for (const char* intf : {"Pseudowire1", "Pseudowire2", "Pseudowire3"}) {
+    config->vlanTagInfoIs(VplsPwIntfVlanKey(IntfId(intf), VlanId(10)), VlanIdOrNone(7));
+    config->vlanTagInfoIs(VplsPwIntfVlanKey(IntfId(intf), VlanId(4094)), VlanIdOrNone(0));
+    config->encapHwFecIdIs(IntfId(intf), NexthopIndex(UINT64_MAX - 1));
+    config->decapLabelIs(IntfId(intf), Pelix::MplsLabel(1048575));
+  }
+  for (uint32_t indent : {0u, 1u, 6u}) {
+    const std::string direct = dump(*config, indent);
+    EXPECT_EQ(call.dump(*config, indent), direct) << indent;
+    EXPECT_EQ(std::count(direct.begin(), direct.end(), '\n'), 4 + 6 + 3 + 3) << direct;
+  }
+  // A null context is passed on and discards the dump, as in a direct call.
+  Lumo::Ptr<Brek::DumpContext> null;
+  uint32_t indent = 2;
+  EXPECT_EQ(call.run(*config, &null, &indent), 0);
+}
+
+TEST(HwVplsPwDecapConfig, GenericDumpStateRefusesMissingArgumentsAndOtherCodes) {
+  auto config = hwVplsPwDecapConfigFactory(String("decap"));
+  config->decapLabelIs(IntfId("Pseudowire1"), Pelix::MplsLabel(16));
+  GenericDumpCall call;
+  auto ctx = Lumo::newNode<Brek::DumpContext>();
+  Lumo::Ptr<Brek::DumpContext> held = ctx;
+  uint32_t indent = 0;
+  EXPECT_EQ(call.run(*config, &held, nullptr), 1);
+  EXPECT_EQ(call.run(*config, nullptr, &indent), 1);
+  for (uint8_t code : {Vem::OpCode::set, Vem::OpCode::del, Vem::OpCode::count, Vem::OpCode::nameString})
+    EXPECT_EQ(call.run(*config, &held, &indent, code), 1) << int(code);
+  EXPECT_EQ(ctx->str(), "");  // nothing ran
+  EXPECT_EQ(config->decapLabel().size(), 1u);
 }
 
 TEST(VplsPwIntfAdditionalDataMap, AllocatorWrapsAndAnnouncesOnlyChanges) {
