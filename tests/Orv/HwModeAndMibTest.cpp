@@ -1,13 +1,12 @@
-// Hardware mode, counter-clearing requests and chip inventory: the two different initial modes, the
-// fixed parameters of a chip (checked in order, the existing chip never changed), and a chip inventory
-// mirrored through the attribute log with all its constructor parameters.
+// Hardware mode and chip inventory: the two different initial modes, the fixed parameters of a chip
+// (checked in order, the existing chip never changed), and a chip inventory mirrored through the
+// attribute log with all its constructor parameters.
 #include <Orv/HwOrv.h>
 #include <Orv/OrvMibInfo.h>
 
 #include "MirrorTestSupport.h"
 
 #include <Lumo/Publisher.h>
-#include <Vem/Registry.h>
 
 #include "AnnouncementLog.h"
 
@@ -28,16 +27,6 @@ TEST(HwMode, ConfigStartsNormalWhileStatusStartsNotConfigured) {
   auto status = hwStatusFactory(String("status"));
   EXPECT_EQ(status->operationalMode(), HwOperationalMode::modeNotConfigured);
   EXPECT_EQ(static_cast<int>(HwOperationalMode::modeNotConfigured), 3);
-}
-
-TEST(HwMode, StatusMirrorLearnsTheModeInEffect) {
-  auto status = hwStatusFactory(String("status"));
-  status->operationalModeIs(HwOperationalMode::modeMacPhyConc);
-  MirrorTest::Pair p;
-  p.sender.attach(status);
-  p.drain();
-  ASSERT_TRUE(p.mirror);
-  EXPECT_EQ(p.mirrorAs<HwStatus>().operationalMode(), HwOperationalMode::modeMacPhyConc);
 }
 
 TEST(MibInfoRegistration, ChipIsBuiltFromItsNameAndFourFixedParameters) {
