@@ -4,7 +4,6 @@
 
 #include <Orv/OrvLoopbackRequestTypes.h>
 
-
 #include <gtest/gtest.h>
 
 #include <algorithm>

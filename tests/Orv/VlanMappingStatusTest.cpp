@@ -4,9 +4,7 @@
 #include <Vem/NboAttrLog.h>
 #include <Vem/TextForm.h>
 
-
 #include <gtest/gtest.h>
-
 
 namespace {
 
@@ -18,7 +16,6 @@ using Bridging::VlanXlateMapping;
 using OrvTypes::TableAddStatus;
 using Pelix::IntfId;
 using namespace Orv;
-
 
 OrvVlanMappingKey key(VlanMappingDirection d, uint16_t outer, uint16_t inner = 0) {
   return OrvVlanMappingKey(d, VlanXlateKey(VlanId(outer), VlanIdOrNone(inner)));
