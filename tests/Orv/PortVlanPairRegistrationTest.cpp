@@ -56,7 +56,9 @@ TEST(PortVlanPairRegistration, ModuleTypeAndMemberRecords) {
     EXPECT_EQ(mr.attributeId, expected[i].id);
     EXPECT_EQ(mr.flagsA, expected[i].flagsA);
     EXPECT_EQ(mr.flagsB, expected[i].flagsB);
-    if (expected[i].type < 0) EXPECT_EQ(mr.type, expected[i].type);
+    if (expected[i].type < 0) {
+      EXPECT_EQ(mr.type, expected[i].type);
+    }
     EXPECT_EQ(t.refName(mr.type), expected[i].typeName);
     EXPECT_EQ(mr.extra, 0u);
     EXPECT_EQ(mr.firstParam, 0);
