@@ -1,11 +1,8 @@
-// VLAN translation requests and outcomes per interface, and traffic-stream endpoint status: ingress and
-// egress maps are independent, directories create a child once, and an endpoint asked for again must
-// name the same group and source (checked in that order) while its status may change.
+// VLAN translation keys and outcomes, and traffic-stream endpoint status: an endpoint asked for again
+// must name the same group and source (checked in that order) while its status may change.
 #include <Orv/OrvFlow.h>
 
-#include <Lumo/Publisher.h>
 #include <Vem/NboAttrLog.h>
-#include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
 #include "AnnouncementLog.h"
@@ -31,36 +28,6 @@ using Announcements = OrvTest::AnnouncedIds;
 
 VlanXlateKey xkey(uint16_t outer, uint16_t inner = 0) { return VlanXlateKey(VlanId(outer), VlanIdOrNone(inner)); }
 VlanXlateMapping xmap(uint16_t outer, uint16_t inner = 0) { return VlanXlateMapping(VlanIdOrNone(outer), VlanIdOrNone(inner)); }
-
-TEST(OrvFlowRegistration, SevenTypesInOrderWithTheirFactories) {
-  const char* names[] = {"Orv::OrvFlowVlanXlateKey",           "Orv::OrvFlowVlanXlateConfig",
-                         "Orv::OrvFlowVlanXlateConfigDir",     "Orv::OrvFlowVlanXlateStatusMapping",
-                         "Orv::OrvFlowVlanXlateStatus",        "Orv::OrvFlowVlanXlateStatusDir",
-                         "Orv::OrvDfEndPointStatusDir"};
-  for (uint16_t i = 0; i < 7; ++i) {
-    auto t = Vem::Registry::typeByName(names[i]);
-    ASSERT_TRUE(t.has_value()) << names[i];
-    EXPECT_EQ(t->index(), i) << names[i];
-  }
-  EXPECT_EQ(OrvFlowVlanXlateKey::vemType().module()->typeCount, 7u);
-  // Built by the type system: the directories by name, the configuration by its interface.
-  EXPECT_NE(OrvFlowVlanXlateConfig::vemType().impl().constructFromCtorArgs, nullptr);
-  EXPECT_EQ(OrvFlowVlanXlateStatus::vemType().impl().constructFromCtorArgs, nullptr);
-  auto config = OrvFlowVlanXlateConfig::vemType();
-  EXPECT_EQ(config.memberById(154), nullptr);
-  EXPECT_EQ(config.memberById(258)->flagsA, 0x2c00);
-  EXPECT_EQ(config.memberById(259)->flagsA, 0xdc01);
-  EXPECT_EQ(config.memberName(*config.memberById(260)), "egressVlanXlate");
-  auto eps = OrvDfEndPointStatusDir::vemType();
-  EXPECT_EQ(eps.refName(eps.memberById(258)->keyType), "OpenFlowTable::TrafficStreamEndPointId");
-  // The endpoint status' group name and source sit at 259 and 261, fixed; its status is settable.
-  auto ep = OpenFlowTable::TrafficStreamEndPointStatus::vemType();
-  EXPECT_EQ(ep.memberName(*ep.memberById(259)), "trafficGroupName");
-  EXPECT_EQ(ep.memberById(259)->flagsA, 0x2c00);
-  EXPECT_EQ(ep.memberById(260)->flagsA, 0xdc00);
-  EXPECT_EQ(ep.memberName(*ep.memberById(261)), "source");
-  EXPECT_EQ(ep.ctorParams().size(), 4u);
-}
 
 TEST(OrvFlowValues, DefaultsOrderTextAndLogForm) {
   OrvFlowVlanXlateStatusMapping none;
@@ -95,46 +62,6 @@ TEST(OrvFlowValues, DefaultsOrderTextAndLogForm) {
   std::string bad("\x00\x00\x01\x02\x00\x1e\x00\x28", 8);
   Vem::NboAttrLog::In badIn(bad);
   EXPECT_THROW(OrvFlowVlanXlateStatusMapping(&badIn, Vem::StreamBogon{}), Vem::RangeException);
-}
-
-TEST(OrvFlowVlanXlateConfig, IngressAndEgressAreIndependentAndOnlyChangesAreAnnounced) {
-  auto dir = orvFlowVlanXlateConfigDirFactory(Lumo::String("flow"));
-  auto config = dir->configIs(IntfId("Ethernet1"));
-  EXPECT_EQ(dir->configIs(IntfId("Ethernet1")).get(), config.get());  // created once
-  EXPECT_EQ(config->intfId(), IntfId("Ethernet1"));
-  EXPECT_EQ(config->parent(), dir.get());
-
-  Announcements seen(*config);
-  config->ingressVlanXlateIs(xkey(100), xmap(200));
-  config->egressVlanXlateIs(xkey(100), xmap(300, 5));
-  config->ingressVlanXlateIs(xkey(100), xmap(200));  // unchanged
-  EXPECT_EQ(config->ingressVlanXlate(xkey(100)), xmap(200));
-  EXPECT_EQ(config->egressVlanXlate(xkey(100)), xmap(300, 5));
-  config->ingressVlanXlateDel(xkey(100));
-  EXPECT_EQ(config->ingressVlanXlate().size(), 0u);
-  EXPECT_EQ(config->egressVlanXlate().size(), 1u);
-  EXPECT_EQ(config->ingressVlanXlateDel(xkey(100)), VlanXlateMapping());  // missing key: default, no error
-  EXPECT_EQ(seen.ids, (std::vector<Lumo::AttributeId>{259, 260, 259}));
-
-  EXPECT_FALSE(dir->config(IntfId("Ethernet9")));
-  EXPECT_EQ(dir->configDel(IntfId("Ethernet1")).get(), config.get());
-  EXPECT_EQ(config->parent(), nullptr);
-  EXPECT_FALSE(dir->configDel(IntfId("Ethernet1")));
-}
-
-TEST(OrvFlowVlanXlateStatus, OutcomesPerKeyAndDirection) {
-  auto dir = orvFlowVlanXlateStatusDirFactory(Lumo::String("flowStatus"));
-  auto status = dir->statusIs(IntfId("Port-Channel3"));
-  status->hwIngressVlanXlateIs(xkey(7), OrvFlowVlanXlateStatusMapping(OrvTypes::TableAddStatus::success, xmap(8)));
-  status->hwEgressVlanXlateIs(xkey(7), OrvFlowVlanXlateStatusMapping(OrvTypes::TableAddStatus::full, xmap(0)));
-  EXPECT_EQ(status->hwIngressVlanXlate(xkey(7)).res(), OrvTypes::TableAddStatus::success);
-  EXPECT_EQ(status->hwEgressVlanXlate(xkey(7)).res(), OrvTypes::TableAddStatus::full);
-  EXPECT_EQ(dir->status(IntfId("Port-Channel3")).get(), status.get());
-  status->hwEgressVlanXlateDelAll();
-  EXPECT_EQ(status->hwEgressVlanXlate().size(), 0u);
-  EXPECT_EQ(status->hwIngressVlanXlate().size(), 1u);
-  dir->statusDelAll();
-  EXPECT_FALSE(dir->status(IntfId("Port-Channel3")));
 }
 
 std::string errorOf(const std::function<void()>& fn) {

@@ -1,35 +1,20 @@
-// Internal VLANs: the key orders by interface then VLAN and travels as 12 bytes; the generation counter
-// wraps and announces only a real change; the status directory creates one child per key.
+// Internal VLANs: the key orders by interface then VLAN and travels as 12 bytes; the status directory
+// creates one child per key and mirrors.
 #include "MirrorTestSupport.h"
 
 #include <Orv/OrvInternalVlanTypes.h>
 
-#include <Lumo/Publisher.h>
 #include <Vem/NboAttrLog.h>
-#include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 namespace {
 
 using namespace Orv;
 using Pelix::IntfId;
-
-struct Olds : Lumo::Subscriber {
-  explicit Olds(Vem::Entity& e) : entity(e) { e.publisher().subscriberAdd(this); }
-  ~Olds() override { entity.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void*, const void* old) override {
-    ids.push_back(id);
-    if (id == 263) olds.push_back(*static_cast<const uint32_t*>(old));
-  }
-  Vem::Entity& entity;
-  std::vector<uint16_t> ids;
-  std::vector<uint32_t> olds;
-};
 
 TEST(InternalVlanStatusInfoKey, OrdersByInterfaceThenVlanAndTravelsAsTwelveBytes) {
   const InternalVlanStatusInfoKey a(IntfId("Ethernet1"), 4000), b(IntfId("Ethernet1"), 4001), c(IntfId("Ethernet2"), 1);
@@ -44,26 +29,6 @@ TEST(InternalVlanStatusInfoKey, OrdersByInterfaceThenVlanAndTravelsAsTwelveBytes
   Vem::NboAttrLog::In in(bytes);
   EXPECT_EQ(InternalVlanStatusInfoKey(&in, Vem::StreamBogon{}), b);
   EXPECT_EQ(Vem::strepToValue<InternalVlanStatusInfoKey>(b.stringValue().view()), b);
-}
-
-TEST(InternalVlanStatusInfo, GenerationWrapsAndAnnouncesOnlyChanges) {
-  const InternalVlanStatusInfoKey key(IntfId("Ethernet1"), 1006);
-  auto info = internalVlanStatusInfoFactory(key);
-  EXPECT_EQ(info->key(), key);
-  EXPECT_EQ(info->deviceName(), Lumo::String());
-  Olds seen(*info);
-  EXPECT_EQ(info->genIdInc(0), 0u);  // no change: no announcement
-  info->genIdIs(4294967295u);
-  EXPECT_EQ(info->genIdInc(0), 4294967295u);
-  EXPECT_EQ(info->genIdInc(1), 0u);
-  EXPECT_EQ(info->genIdInc(5), 5u);
-  info->deviceNameIs(Lumo::String("vlan1006"));
-  info->deviceNameIs(Lumo::String("vlan1006"));
-  info->tagVlanIs(0);
-  info->subIntfIs(2);
-  info->oldInternalVlanIs(1005);
-  EXPECT_EQ(seen.ids, (std::vector<uint16_t>{263, 263, 263, 259, 262, 261}));
-  EXPECT_EQ(seen.olds, (std::vector<uint32_t>{0, 4294967295u, 0}));
 }
 
 TEST(InternalVlanStatus, CreatesOneChildPerKeyAndMirrors) {

@@ -1,10 +1,9 @@
-// The router MAC tables: keys that differ only in type or mask are different entries, children are
-// created once per key and announce only real changes, and a table mirrors through the attribute log.
+// The router MAC tables: keys that differ only in type or mask are different entries, the key's order,
+// hash, text and log form, and a table mirrors through the attribute log.
 #include <Orv/OrvRouterMacDb.h>
 
 #include "MirrorTestSupport.h"
 
-#include <Lumo/Publisher.h>
 #include <Vem/NboAttrLog.h>
 #include <Vem/TextForm.h>
 
@@ -12,7 +11,6 @@
 
 #include <map>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -20,16 +18,6 @@ using namespace Orv;
 using Pelix::EthAddr;
 using Pelix::EthAddrWithMask;
 using Pelix::IntfId;
-
-struct Announcements : Lumo::Subscriber {
-  explicit Announcements(Vem::Entity& e) : entity(e) { e.publisher().subscriberAdd(this); }
-  ~Announcements() override { entity.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void*, const void* old) override {
-    seen.push_back(std::to_string(id) + (old ? "~" : "+"));
-  }
-  Vem::Entity& entity;
-  std::vector<std::string> seen;
-};
 
 const EthAddr kMac(0x00, 0x1c, 0x73, 0x00, 0x00, 0x01);
 
@@ -53,40 +41,10 @@ TEST(RouterMacDb, KeysDifferingInTypeMaskOrInterfaceAreDifferentEntries) {
   EXPECT_EQ(vrrp->parent(), db.get());
 }
 
-TEST(RouterMacDb, ExistingKeyKeepsItsChildAndOnlyRealChangesAreAnnounced) {
-  auto db = orvRouterMacDbFactory(Lumo::String("config"));
-  Announcements tableLog(*db);
-  auto mac = db->macDbIs(key(RouterMacType::RouterMacSystem));
-  EXPECT_FALSE(mac->v4OrV6RoutingEnabled());
-  Announcements macLog(*mac);
-  mac->v4OrV6RoutingEnabledIs(false);  // unchanged: nothing
-  mac->v4OrV6RoutingEnabledIs(true);
-  mac->v4OrV6RoutingEnabledIs(true);
-  EXPECT_EQ(db->macDbIs(key(RouterMacType::RouterMacSystem)), mac);
-  EXPECT_TRUE(mac->v4OrV6RoutingEnabled());  // untouched by the second creation
-  EXPECT_EQ(macLog.seen, (std::vector<std::string>{"259~"}));
-  EXPECT_EQ(tableLog.seen, (std::vector<std::string>{"258+"}));
-
-  EXPECT_EQ(db->macDbDel(key(RouterMacType::RouterMacSystem)), mac);
-  EXPECT_EQ(mac->parent(), nullptr);
-  EXPECT_EQ(db->macDbDel(key(RouterMacType::RouterMacSystem)), nullptr);  // absent: nothing announced
-  EXPECT_EQ(tableLog.seen, (std::vector<std::string>{"258+", "258~"}));
-  db->macDbIs(key(RouterMacType::RouterMacVirtual));
-  db->macDbIs(key(RouterMacType::RouterMacGateway));
-  db->macDbDelAll();
-  EXPECT_EQ(db->macDb().size(), 0u);
-}
-
-TEST(RouterMacStatusDb, StatusStartsAsInstallFailedAndAnnouncesChanges) {
+TEST(RouterMacStatusDb, StatusStartsAsInstallFailed) {
   auto db = orvRouterMacStatusDbFactory(Lumo::String("status"));
   auto st = db->macStatusDbIs(key(RouterMacType::RouterMacMlagPeer));
   EXPECT_EQ(st->status(), RouterMacStatus::RouterMacInstallFailed);
-  Announcements log(*st);
-  st->statusIs(RouterMacStatus::RouterMacInstallFailed);
-  st->statusIs(RouterMacStatus::RouterMacInstallSuccess);
-  st->v4OrV6RoutingEnabledIs(true);
-  EXPECT_EQ(log.seen, (std::vector<std::string>{"260~", "259~"}));
-  EXPECT_EQ(db->macStatusDb(key(RouterMacType::RouterMacMlagPeer)), st);
 }
 
 TEST(MacTypeMask, OrderHashTextAndLogFollowTheFieldsInOrder) {
@@ -128,16 +86,6 @@ TEST(MacTypeMask, OrderHashTextAndLogFollowTheFieldsInOrder) {
   Vem::NboAttrLog::In in(bytes);
   EXPECT_EQ(MacTypeMask(&in, Vem::StreamBogon{}), k);
   EXPECT_EQ(sizeof(RouterMacType), 1u);
-}
-
-TEST(RouterMacTypes, EnumeratorsByCodeAndName) {
-  EXPECT_EQ(RouterMacTypeInstance("RouterMacGateway"), RouterMacType::RouterMacGateway);
-  EXPECT_EQ(static_cast<int>(RouterMacTypeInstance(7u)), 7);
-  EXPECT_EQ(stringValue(RouterMacType::RouterMacEncapShared), "RouterMacEncapShared");
-  EXPECT_EQ(stringValue(RouterMacStatus::RouterMacNotSupported), "RouterMacNotSupported");
-  EXPECT_EQ(static_cast<int>(RouterMacStatusInstance("RouterMacNotInstalled")), 2);
-  EXPECT_THROW(RouterMacTypeInstance(8u), Vem::RangeException);
-  EXPECT_THROW(RouterMacStatusInstance("routerMacNotInstalled"), Vem::RangeException);
 }
 
 std::string dump(const OrvRouterMacStatusDb& db) {

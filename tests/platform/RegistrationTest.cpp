@@ -114,14 +114,6 @@ TEST(ForeignModules, EveryTypeWorksThroughTheGenericInterface) {
   EXPECT_NE(genericRoundTrip("Pelix::Prefix", "10.0.0.1/8"), "10.0.0.1/8");
 }
 
-TEST(ForeignModules, AclNamesAreThoseOfAclKeys) {
-  EXPECT_EQ(Acl::AclTypeInstance("ip"), Acl::AclType::ip);
-  EXPECT_EQ(Acl::AclTypeInstance("ipv6"), Acl::AclType::ipv6);
-  EXPECT_EQ(Acl::AclTypeInstance("mac"), Acl::AclType::mac);
-  EXPECT_EQ(static_cast<int>(Acl::AclDirectionInstance("in")), 0);
-  EXPECT_EQ(Acl::stringValue(Acl::AclDirection::out), "out");
-}
-
 TEST(MirroringKeys, DefaultsCarryTheDefaultVrf) {
   Mirroring::GreTunnelKey gre;
   EXPECT_EQ(gre.vrfName(), L3::VrfName::defaultVrf());
