@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 FUZZ_SECONDS ?= 30
 FUZZ_SMOKE_SECONDS ?= 5
 
-.PHONY: all setup build test check demo bench fuzz tsan clean
+.PHONY: all setup build test check demo bench bench-smoke fuzz tsan clean
 
 all: build
 
@@ -22,7 +22,8 @@ test: build
 	ctest --preset dev -j $(JOBS)
 
 # What CI runs: the developer build, then sanitizers, then the 32-bit target; then a short run of each
-# fuzz target and the thread-sanitizer test (their builds make only what those need).
+# fuzz target, the thread-sanitizer test and a brief run of every benchmark (their builds make only what
+# those need).
 check: setup
 	@set -e; for p in $(PRESETS_CHECK); do \
 	  echo "=== $$p ==="; \
@@ -34,6 +35,8 @@ check: setup
 	$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=$(FUZZ_SMOKE_SECONDS)
 	@echo "=== tsan ==="
 	$(MAKE) --no-print-directory tsan
+	@echo "=== benchmarks (smoke) ==="
+	$(MAKE) --no-print-directory bench-smoke
 
 # Each fuzz target for FUZZ_SECONDS (docs/robustness.md: longer runs, reproducing a finding).
 fuzz: setup
@@ -52,6 +55,11 @@ demo: build
 bench: setup build/bench/CMakeCache.txt
 	cmake --build --preset bench -j $(JOBS)
 	./scripts/run-benchmarks build/bench
+
+# Builds the benchmarks and runs each once, briefly: they still build, run and report every figure.
+bench-smoke: setup build/bench/CMakeCache.txt
+	cmake --build --preset bench -j $(JOBS)
+	./scripts/run-benchmarks --smoke build/bench
 
 clean:
 	rm -rf build

@@ -1,6 +1,8 @@
 // The ACL key parser against the regular expression that defines it: the scan of Orv/AclKeyText.h and
 // the parser built on it must give exactly what std::regex gives on the same texts, generated and mutated
 // from a fixed seed: the same groups, the same match length, the same error.
+#include "AclKeyTexts.h"
+
 #include <Orv/AclKeyText.h>
 #include <Orv/OrvAclQuarnTypes.h>
 #include <Vem/CharRange.h>
@@ -8,8 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <random>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -34,8 +34,7 @@ struct Expected {
 };
 
 const std::regex& keyExpression() {
-  static const std::regex expression(R"(^(\S+)-(ip|ipv6|mac)-(in|out)\(std=(false|true),vlanId=(\d+),aclGroup=(\S+)\))",
-                                     std::regex::ECMAScript);
+  static const std::regex expression(AclKeyTexts::kExpression, std::regex::ECMAScript);
   return expression;
 }
 
@@ -100,100 +99,10 @@ Outcome compare(const std::string& text) {
   return expected.rfind("error: ", 0) == 0 ? Outcome::vlanBound : Outcome::parsed;
 }
 
-// Texts from a fixed seed. Only the engine's raw output is used (its distributions differ between
-// standard libraries), so every platform sees the same texts.
-class TextGenerator {
- public:
-  explicit TextGenerator(uint32_t seed) : rng_(seed) {}
-
-  std::size_t below(std::size_t n) { return rng_() % n; }
-  bool chance(unsigned percent) { return below(100) < percent; }
-  template <std::size_t N>
-  const char* pick(const char* const (&items)[N]) {
-    return items[below(N)];
-  }
-
-  // A name or group: mostly plain, often holding the characters and words that can mislead a scan.
-  std::string word() {
-    static const char* const pieces[] = {"a", "web", "Z9", "0", "-", "--", "(", ")", "()", "=", ",", "_", "x-y",
-                                         "-ip-", "-ipv6-", "-mac-", "in", "out(", "std=", "vlanId=", ",aclGroup=",
-                                         "ip", "ipv6", "-ip-in(std=true,vlanId=1,aclGroup=g)", ")x", "\x01", "\xff"};
-    std::string w;
-    const std::size_t n = 1 + below(4);
-    for (std::size_t i = 0; i < n; ++i) w += chance(60) ? std::string(1, static_cast<char>('a' + below(26))) : pick(pieces);
-    if (chance(4)) w.insert(below(w.size() + 1), pick(blanks));
-    if (chance(2)) w.insert(below(w.size() + 1), 1, '\0');
-    return w;
-  }
-
-  std::string number() {
-    static const char* const edges[] = {"0", "1", "4095", "4096", "65535", "65536", "2147483647", "2147483648",
-                                        "4294967296", "99999999999999999999999", "00004095", "0000000000000000000000001",
-                                        "9223372036854775808"};
-    if (chance(40)) return pick(edges);
-    std::string n(chance(20) ? below(6) : 0, '0');
-    const std::size_t digits = chance(15) ? 10 + below(40) : 1 + below(5);
-    for (std::size_t i = 0; i < digits; ++i) n += static_cast<char>('0' + below(10));
-    return n;
-  }
-
-  std::string validKey() {
-    static const char* const types[] = {"ip", "ipv6", "mac"};
-    static const char* const directions[] = {"in", "out"};
-    std::string text = word() + "-" + pick(types) + "-" + pick(directions) + "(std=" + (chance(50) ? "true" : "false") +
-                       ",vlanId=" + number() + ",aclGroup=" + word() + ")";
-    if (chance(30)) text += chance(50) ? pick(blanks) + word() : word();
-    return text;
-  }
-
-  // One small change: a character deleted, inserted, replaced or doubled, a cut, or two texts joined.
-  std::string mutate(std::string text) {
-    static const char alphabet[] = "-()=,0123456789ipvmacnoutsdfrelIG \t\n\r\v\f\x80";
-    const std::size_t rounds = 1 + below(3);
-    for (std::size_t r = 0; r < rounds; ++r) {
-      const std::size_t at = below(text.size() + 1);
-      const char c = alphabet[below(sizeof alphabet - 1)];
-      switch (below(7)) {
-        case 0:
-          if (at < text.size()) text.erase(at, 1);
-          break;
-        case 1: text.insert(at, 1, c); break;
-        case 2:
-          if (at < text.size()) text[at] = c;
-          break;
-        case 3:
-          if (at < text.size()) text.insert(at, text.substr(at, 1 + below(8)));
-          break;
-        case 4: text.resize(at); break;
-        case 5: text = text.substr(0, at) + validKey(); break;
-        case 6: text += chance(50) ? validKey() : word(); break;
-      }
-    }
-    return text;
-  }
-
-  // Words and fragments of the form in any order.
-  std::string soup() {
-    static const char* const fragments[] = {"-", "ip", "ipv6", "mac", "in", "out", "(std=", "true", "false",
-                                            ",vlanId=", "42", ",aclGroup=", ")", "(", " ", "g"};
-    std::string text;
-    const std::size_t n = below(14);
-    for (std::size_t i = 0; i < n; ++i) text += chance(80) ? pick(fragments) : word();
-    return text;
-  }
-
- private:
-  static constexpr const char* blanks[] = {" ", "\t", "\n", "\r", "\v", "\f"};
-  std::mt19937 rng_;
-};
-
 TEST(AclKeyParser, AgreesWithTheRegularExpressionOnGeneratedTexts) {
-  TextGenerator gen(20240611u);
+  AclKeyTexts::TextGenerator gen(20240611u);
   std::size_t outcomes[4] = {};
-  auto count = [&](Outcome o) { ++outcomes[static_cast<int>(o)]; };
-  for (int i = 0; i < 12000; ++i) count(compare(gen.validKey()));
-  for (int i = 0; i < 18000; ++i) count(compare(gen.mutate(gen.validKey())));
-  for (int i = 0; i < 6000; ++i) count(compare(gen.soup()));
+  for (const std::string& text : AclKeyTexts::generate(gen, 12000, 18000, 6000)) ++outcomes[static_cast<int>(compare(text))];
   // Every class of outcome was reached often, so the agreement above says something about each.
   EXPECT_GT(outcomes[static_cast<int>(Outcome::parsed)], 5000u);
   EXPECT_GT(outcomes[static_cast<int>(Outcome::invalid)], 5000u);
