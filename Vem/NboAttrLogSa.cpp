@@ -136,9 +136,15 @@ bool Entity::VemNboAttrLogSa::collPassCheck() {
   return false;
 }
 
-void Entity::VemNboAttrLogSa::passBegin(AttributeId attribute, uint8_t type) {
+std::size_t Entity::VemNboAttrLogSa::passBegin(AttributeId attribute, uint8_t type) {
   sender_->writeMarker(id_, attribute, type);
   sender_->reserveIs(sender_->reserve() + kMarkerSize);
+  return sender_->outputEnd();
+}
+
+bool Entity::VemNboAttrLogSa::passInterrupted(std::size_t markerEnd) {
+  passEnd(0);
+  return sender_->takeBackMarker(markerEnd);
 }
 
 void Entity::VemNboAttrLogSa::passEnd(AttributeId attribute) {
@@ -423,6 +429,13 @@ void Sender::writeMarker(EntityId entity, AttributeId attribute, uint8_t type) {
   Out* out = beginRecord(entity, Frame::transaction, attribute);
   out->u8(type);
   commitRecord();
+}
+
+bool Sender::takeBackMarker(std::size_t markerEnd) noexcept {
+  if (recordStart_ != std::string::npos || buffer_.size() != markerEnd || markerEnd < head_ + kMarkerSize)
+    return false;
+  buffer_.resize(markerEnd - kMarkerSize);
+  return true;
 }
 
 bool Sender::writeRoot(Entity::VemNboAttrLogSa& sa) {

@@ -149,8 +149,12 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
   /// Room for the begin and end markers of a whole-collection pass (held back for the end marker
   /// until passEnd).
   bool collPassCheck();
-  void passBegin(AttributeId attribute, uint8_t type);
+  /// Writes a begin or resume marker; returns where the output ends after it.
+  std::size_t passBegin(AttributeId attribute, uint8_t type);
   void passEnd(AttributeId attribute);
+  /// Ends a pass interrupted before its end marker; when nothing was written after its marker (ending
+  /// at markerEnd), takes the marker back and answers true.
+  bool passInterrupted(std::size_t markerEnd);
   bool readyToSerialize() const noexcept { return sender_ != nullptr; }
   /// Whether a pass should go on: room for at least a small record.
   bool continueFlowOut() const noexcept;
@@ -250,6 +254,10 @@ class Sender {
   void commitRecord();
   void abandonRecord() noexcept;
   void writeMarker(EntityId entity, AttributeId attribute, uint8_t type);
+  /// Where the output ends now (a position for takeBackMarker).
+  std::size_t outputEnd() const noexcept { return buffer_.size(); }
+  /// Removes the marker that ends at markerEnd, if nothing follows it and the transport has not taken it.
+  bool takeBackMarker(std::size_t markerEnd) noexcept;
   void reserveIs(std::size_t bytes) noexcept { reserve_ = bytes; }
   std::size_t reserve() const noexcept { return reserve_; }
   EntityId nextId() noexcept { return EntityId{++lastId_}; }

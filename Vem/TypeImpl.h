@@ -418,7 +418,16 @@ struct TypeImpl {
           type = StreamAdapter::resume;
         }
       }
-      sa.passBegin(id, type);
+      const std::size_t markerEnd = sa.passBegin(id, type);
+      // Interrupted before anything followed its marker, the pass takes the marker back: resumed again
+      // and again without room for its next entry, it writes nothing rather than marker after marker.
+      // A begin taken back drops its bookmark too, so that the next try begins afresh.
+      const auto interrupted = [&] {
+        if (sa.passInterrupted(markerEnd) && type == StreamAdapter::begin && f->hasBookmark() &&
+            f->bookmarkAttribute() == id)
+          f->bookmarkFree();
+        return false;
+      };
       const uint32_t version = map.version();
       auto& dirty = f->template dirtyKeys<I>();
       for (; it.valid(); it.next()) {
@@ -426,19 +435,14 @@ struct TypeImpl {
         const K k = it.key();
         if (!sa.continueFlowOut()) {
           f->bookmarkIs(id, k, layoutOf(map));
-          sa.passEnd(0);
-          return false;
+          return interrupted();
         }
         dirty.erase(k);
         writeKeyed<I>(sa, k);
-        if (f->hasBookmark()) {
-          sa.passEnd(0);
-          return false;
-        }
+        if (f->hasBookmark()) return interrupted();
         if (f->vemIsCollDirty(id)) {
           f->bookmarkIs(id, k, layoutOf(map));
-          sa.passEnd(0);
-          return false;
+          return interrupted();
         }
       }
       sa.passEnd(id);
