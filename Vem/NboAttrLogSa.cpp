@@ -101,6 +101,27 @@ NboAttrLog::Out* Entity::VemNboAttrLogSa::collSerializeCheck(AttributeId attribu
   return nullptr;
 }
 
+NboAttrLog::Out* Entity::VemNboAttrLogSa::refCollSerializeCheck(AttributeId attribute, std::size_t keySize,
+                                                               Entity& target, EntityId* targetId) {
+  if (sender_ == nullptr) return nullptr;
+  VemNboAttrLogSa* targetSa = target.vemNboAttrLogSa(sender_);
+  // The receiver resolves the id when the entry arrives, so the target's root record goes first.
+  const bool rootOwed = targetSa == nullptr || (targetSa->state_ & kRootPending) != 0;
+  const std::size_t size = keySize + 4 + (rootOwed ? kHeaderSize + sender_->rootPayloadSize(target) : 0);
+  if ((state_ & kRootPending) != 0 || !sender_->roomFor(size)) {
+    ensureFlowOut();
+    return nullptr;
+  }
+  if (targetSa == nullptr) {
+    targetSa = sender_->attachReferenced(target);
+  } else if (rootOwed) {
+    [[maybe_unused]] const bool written = sender_->writeRoot(*targetSa);
+    assert(written && "Vem/NboAttrLogSa: a root record did not fit the room granted for it");
+  }
+  *targetId = targetSa->id();
+  return sender_->beginRecord(id_, NboAttrLog::Frame::attribute, attribute);
+}
+
 NboAttrLog::Out* Entity::VemNboAttrLogSa::instantiatingCollSerializeCheck(AttributeId attribute, bool deleted,
                                                                          std::size_t payloadSize) {
   return collSerializeCheck(attribute, deleted, payloadSize);
@@ -115,9 +136,15 @@ bool Entity::VemNboAttrLogSa::collPassCheck() {
   return false;
 }
 
-void Entity::VemNboAttrLogSa::passBegin(AttributeId attribute, uint8_t type) {
+std::size_t Entity::VemNboAttrLogSa::passBegin(AttributeId attribute, uint8_t type) {
   sender_->writeMarker(id_, attribute, type);
   sender_->reserveIs(sender_->reserve() + kMarkerSize);
+  return sender_->outputEnd();
+}
+
+bool Entity::VemNboAttrLogSa::passInterrupted(std::size_t markerEnd) {
+  passEnd(0);
+  return sender_->takeBackMarker(markerEnd);
 }
 
 void Entity::VemNboAttrLogSa::passEnd(AttributeId attribute) {
@@ -164,12 +191,17 @@ bool Entity::VemNboAttrLogSa::handleInstantiatingCollSerializationImpl(
   out->u8(static_cast<uint8_t>((childAdapter == nullptr ? 1 : 0) | (ephemeral ? 2 : 0)));
   writeKey(*out, key);
   outSmCommitMessage();
-  if (childAdapter == nullptr) sender_->attachChild(*this, child, id);
+  if (childAdapter == nullptr) {
+    // Carried so far as a referenced entity: from now on it travels as this child, under the new id.
+    if (VemNboAttrLogSa* referenced = child->vemNboAttrLogSa(sender_)) sender_->release(referenced);
+    sender_->attachChild(*this, child, id);
+  }
   return true;
 }
 
 bool Entity::VemNboAttrLogSa::handleChildSingletonSerialization(AttributeId attribute, Entity* child) {
   VemNboAttrLogSa* childAdapter = child != nullptr ? child->vemNboAttrLogSa(sender_) : nullptr;
+  if (childAdapter != nullptr && childAdapter->referencedRoot()) childAdapter = nullptr;  // becomes a child now
   const AttrLogHandlers* ch = child != nullptr ? attrLogHandlersOf(child->typeData()) : nullptr;
   const std::size_t size = 4 + (child != nullptr ? 1 + ch->attrLogSizeCtorParams(child) : 0);
   NboAttrLog::Out* out = singletonSerializeCheck(attribute, size);
@@ -181,13 +213,25 @@ bool Entity::VemNboAttrLogSa::handleChildSingletonSerialization(AttributeId attr
     ch->serializeConstructorParams(*out, child);
   }
   outSmCommitMessage();
-  if (child != nullptr && childAdapter == nullptr) sender_->attachChild(*this, child, id);
+  if (child != nullptr && childAdapter == nullptr) {
+    if (VemNboAttrLogSa* referenced = child->vemNboAttrLogSa(sender_)) sender_->release(referenced);
+    sender_->attachChild(*this, child, id);
+  }
   return true;
 }
 
-void Entity::VemNboAttrLogSa::releaseChild(Entity* child) noexcept {
+void Entity::VemNboAttrLogSa::releaseChild(Entity* child) {
   if (child == nullptr || sender_ == nullptr) return;
-  if (VemNboAttrLogSa* sa = child->vemNboAttrLogSa(sender_)) sender_->release(sa);
+  VemNboAttrLogSa* sa = child->vemNboAttrLogSa(sender_);
+  if (sa != nullptr && !sa->referencedRoot()) sender_->release(sa);
+}
+
+void Entity::VemNboAttrLogSa::referenceDropped(Entity* target) {
+  if (target == nullptr || sender_ == nullptr) return;
+  VemNboAttrLogSa* sa = target->vemNboAttrLogSa(sender_);
+  // An entity filing itself keeps its own adapter while that adapter handles the announcement.
+  if (sa == nullptr || sa == this || !sa->referencedRoot() || sender_->referenced(*target)) return;
+  sender_->release(sa);
 }
 
 void Entity::VemNboAttrLogSa::onChange(AttributeId attributeId, const void* key, const void* oldValue) {
@@ -218,6 +262,7 @@ Sender::Sender(std::size_t room) : room_(room), out_(buffer_) {}
 
 Sender::~Sender() {
   pending_.clear();
+  refHolders_.clear();
   adapters_.clear();
 }
 
@@ -226,8 +271,18 @@ Entity::VemNboAttrLogSa* Sender::adapter(EntityId id) const noexcept {
   return it == adapters_.end() ? nullptr : it->second.get();
 }
 
+Entity::VemNboAttrLogSa* Sender::adopt(std::unique_ptr<Entity::VemNboAttrLogSa> sa) {
+  Entity::VemNboAttrLogSa* raw = sa.get();
+  adapters_.emplace(raw->id().value, std::move(sa));
+  if (raw->handlers().refersTo != nullptr) refHolders_.push_back(raw);
+  return raw;
+}
+
 EntityId Sender::attach(const Lumo::Ptr<Entity>& root) {
-  if (Entity::VemNboAttrLogSa* sa = root->vemNboAttrLogSa(this)) return sa->id();
+  if (Entity::VemNboAttrLogSa* sa = root->vemNboAttrLogSa(this)) {
+    sa->state_ &= ~Entity::VemNboAttrLogSa::kReferenced;  // attached on its own account from now on
+    return sa->id();
+  }
   const AttrLogHandlers* handlers = attrLogHandlersOf(root->typeData());
   if (handlers == nullptr)
     throw std::invalid_argument("attribute log: " + std::string(root->typeData().name()) + " has no log handlers");
@@ -236,10 +291,38 @@ EntityId Sender::attach(const Lumo::Ptr<Entity>& root) {
   Entity::VemNboAttrLogSa* raw = sa.get();
   raw->state_ |= Entity::VemNboAttrLogSa::kRootPending;
   raw->flowOut_ = handlers->newFlowOut(*raw, false, 0);
-  adapters_.emplace(id.value, std::move(sa));
+  adopt(std::move(sa));
   pendingAdd(raw);
   flowOut();
   return id;
+}
+
+Entity::VemNboAttrLogSa* Sender::attachReferenced(Entity& target) {
+  const AttrLogHandlers* handlers = attrLogHandlersOf(target.typeData());
+  if (handlers == nullptr)
+    throw std::invalid_argument("attribute log: " + std::string(target.typeData().name()) + " has no log handlers");
+  auto sa = std::make_unique<Entity::VemNboAttrLogSa>(*this, Lumo::Ptr<Entity>(&target), nextId(), handlers, nullptr);
+  Entity::VemNboAttrLogSa* raw = sa.get();
+  raw->state_ |= Entity::VemNboAttrLogSa::kReferenced | Entity::VemNboAttrLogSa::kRootPending;
+  raw->flowOut_ = handlers->newFlowOut(*raw, false, 0);
+  adopt(std::move(sa));
+  [[maybe_unused]] const bool written = writeRoot(*raw);
+  assert(written && "Vem/NboAttrLogSa: a root record did not fit the room granted for it");
+  pendingAdd(raw);
+  return raw;
+}
+
+std::size_t Sender::rootPayloadSize(const Entity& e) const {
+  const AttrLogHandlers* handlers = attrLogHandlersOf(e.typeData());
+  if (handlers == nullptr)
+    throw std::invalid_argument("attribute log: " + std::string(e.typeData().name()) + " has no log handlers");
+  return 4 + e.typeData().name().size() + handlers->attrLogSizeCtorParams(&e);
+}
+
+bool Sender::referenced(const Entity& target) const {
+  for (const Entity::VemNboAttrLogSa* h : refHolders_)
+    if (h->handlers().refersTo(h->entity(), target)) return true;
+  return false;
 }
 
 Entity::VemNboAttrLogSa* Sender::attachChild(Entity::VemNboAttrLogSa& parent, Entity* child, EntityId id) {
@@ -248,16 +331,22 @@ Entity::VemNboAttrLogSa* Sender::attachChild(Entity::VemNboAttrLogSa& parent, En
   Entity::VemNboAttrLogSa* raw = sa.get();
   parent.children_.push_back(raw);
   raw->flowOut_ = handlers->newFlowOut(*raw, false, 0);
-  adapters_.emplace(id.value, std::move(sa));
+  adopt(std::move(sa));
   pendingAdd(raw);
   return raw;
 }
 
-void Sender::detach(Entity& root) noexcept {
-  if (Entity::VemNboAttrLogSa* sa = root.vemNboAttrLogSa(this)) release(sa);
+void Sender::detach(Entity& root) {
+  Entity::VemNboAttrLogSa* sa = root.vemNboAttrLogSa(this);
+  if (sa == nullptr) return;
+  if (sa->parent_ == nullptr && referenced(root)) {
+    sa->state_ |= Entity::VemNboAttrLogSa::kReferenced;
+    return;
+  }
+  release(sa);
 }
 
-void Sender::release(Entity::VemNboAttrLogSa* sa) noexcept {
+void Sender::release(Entity::VemNboAttrLogSa* sa) {
   std::vector<Entity::VemNboAttrLogSa*> children;
   children.swap(sa->children_);
   for (Entity::VemNboAttrLogSa* c : children) {
@@ -266,7 +355,23 @@ void Sender::release(Entity::VemNboAttrLogSa* sa) noexcept {
   }
   if (sa->parent_ != nullptr) std::erase(sa->parent_->children_, sa);
   if (sa->pending_) std::erase(pending_, sa);
+  const bool holder = sa->handlers().refersTo != nullptr;
+  if (holder) std::erase(refHolders_, sa);
+  const Lumo::Ptr<Entity> entity(&sa->entity());  // outlives its adapter for the checks below
   adapters_.erase(sa->id().value);
+  // Its id is gone: entries that file it go out again, carrying it afresh under a new id.
+  for (Entity::VemNboAttrLogSa* h : refHolders_) h->handlers().resendReferencesTo(*h, *entity);
+  if (holder) releaseUnreferenced();
+}
+
+void Sender::releaseUnreferenced() {
+  std::vector<uint32_t> ids;
+  for (const auto& [id, sa] : adapters_)
+    if (sa->referencedRoot()) ids.push_back(id);
+  for (uint32_t id : ids) {
+    auto it = adapters_.find(id);  // an earlier release may have taken it along
+    if (it != adapters_.end() && !referenced(it->second->entity())) release(it->second.get());
+  }
 }
 
 void Sender::pendingAdd(Entity::VemNboAttrLogSa* sa) {
@@ -324,6 +429,13 @@ void Sender::writeMarker(EntityId entity, AttributeId attribute, uint8_t type) {
   Out* out = beginRecord(entity, Frame::transaction, attribute);
   out->u8(type);
   commitRecord();
+}
+
+bool Sender::takeBackMarker(std::size_t markerEnd) noexcept {
+  if (recordStart_ != std::string::npos || buffer_.size() != markerEnd || markerEnd < head_ + kMarkerSize)
+    return false;
+  buffer_.resize(markerEnd - kMarkerSize);
+  return true;
 }
 
 bool Sender::writeRoot(Entity::VemNboAttrLogSa& sa) {

@@ -72,8 +72,10 @@ struct AttrLogHandlers {
   void (*doHandleAttrDeserialization)(Sa& adapter, AttributeId attribute, uint8_t flag, uint32_t length,
                                       NboAttrLog::In& in);
   bool (*streamAdapterOnAttribute)(Sa& adapter, AttributeId attribute, const void* key);
-  const void* unused10;
-  const void* unused11;
+  /// Collections of references (null for types without one): whether `holder` files `target`, and
+  /// owing again every entry of `holder` that files `target` (its id on the stream changed).
+  bool (*refersTo)(const Entity& holder, const Entity& target);
+  void (*resendReferencesTo)(Sa& holder, const Entity& target);
   void (*iterObj)(AttributeId, void*, void*);
   void (*iterKey)(AttributeId, void*, void*);
   bool (*iterNonnull)(AttributeId, void*);
@@ -92,6 +94,7 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
   static constexpr uint32_t kActive = 0x8;          // the adapter itself is applying a change
   static constexpr uint32_t kReadOnlyProxy = 0x10;  // mirrors an entity this process may not change
   static constexpr uint32_t kRootPending = 0x20;    // the root record is still to be written
+  static constexpr uint32_t kReferenced = 0x40;     // carried only while a collection of references files it
   static constexpr uint32_t kMulticast = 0x4000;
   static constexpr uint32_t kMulticastHeldA = 0x80000;
   static constexpr uint32_t kMulticastHeldB = 0x100000;
@@ -136,13 +139,22 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
   NboAttrLog::Out* singletonSerializeCheck(AttributeId attribute, std::size_t payloadSize);
   NboAttrLog::Out* collSerializeCheck(AttributeId attribute, bool deleted, std::size_t payloadSize);
   NboAttrLog::Out* instantiatingCollSerializeCheck(AttributeId attribute, bool deleted, std::size_t payloadSize);
+  /// Room for an entry of a collection of references (the key, then the target's id). A target not yet
+  /// announced on this stream gets its root record first, in the same room, and from then on is carried
+  /// itself; *targetId receives its id.
+  NboAttrLog::Out* refCollSerializeCheck(AttributeId attribute, std::size_t keySize, Entity& target,
+                                         EntityId* targetId);
   /// Ends the record begun by a granted check.
   void outSmCommitMessage();
   /// Room for the begin and end markers of a whole-collection pass (held back for the end marker
   /// until passEnd).
   bool collPassCheck();
-  void passBegin(AttributeId attribute, uint8_t type);
+  /// Writes a begin or resume marker; returns where the output ends after it.
+  std::size_t passBegin(AttributeId attribute, uint8_t type);
   void passEnd(AttributeId attribute);
+  /// Ends a pass interrupted before its end marker; when nothing was written after its marker (ending
+  /// at markerEnd), takes the marker back and answers true.
+  bool passInterrupted(std::size_t markerEnd);
   bool readyToSerialize() const noexcept { return sender_ != nullptr; }
   /// Whether a pass should go on: room for at least a small record.
   bool continueFlowOut() const noexcept;
@@ -159,7 +171,11 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
   /// The old value of the announcement being handled (null outside one, or for a new entry).
   const void* announcedOldValue() const noexcept { return announcedOld_; }
   /// Stops carrying a child removed from this entity, and everything below it.
-  void releaseChild(Entity* child) noexcept;
+  void releaseChild(Entity* child);
+  /// A collection of references of this entity dropped `target`: it stops being carried when nothing
+  /// carried on the stream files it any more.
+  void referenceDropped(Entity* target);
+  bool referencedRoot() const noexcept { return (state_ & kReferenced) != 0; }
   /// Makes sure a flow-out record exists (one that owes nothing) and that the Sender will resume it.
   NboAttrLog::FlowOut& ensureFlowOut();
   void flowOutDone() noexcept { flowOut_.reset(); }
@@ -211,8 +227,9 @@ class Sender {
   /// Starts carrying an entity and everything it instantiates: its root record and its whole state
   /// follow as the room allows. Returns its id on this stream (the existing one if already carried).
   EntityId attach(const Lumo::Ptr<Entity>& root);
-  /// Stops carrying a root entity (its children too). The receiver keeps its mirrors.
-  void detach(Entity& root) noexcept;
+  /// Stops carrying a root entity (its children too). The receiver keeps its mirrors. A root that a
+  /// carried collection of references still files stays carried, as a referenced entity.
+  void detach(Entity& root);
 
   void roomIs(std::size_t bytes) noexcept { room_ = bytes; }
   std::size_t room() const noexcept { return room_; }
@@ -237,15 +254,31 @@ class Sender {
   void commitRecord();
   void abandonRecord() noexcept;
   void writeMarker(EntityId entity, AttributeId attribute, uint8_t type);
+  /// Where the output ends now (a position for takeBackMarker).
+  std::size_t outputEnd() const noexcept { return buffer_.size(); }
+  /// Removes the marker that ends at markerEnd, if nothing follows it and the transport has not taken it.
+  bool takeBackMarker(std::size_t markerEnd) noexcept;
   void reserveIs(std::size_t bytes) noexcept { reserve_ = bytes; }
   std::size_t reserve() const noexcept { return reserve_; }
   EntityId nextId() noexcept { return EntityId{++lastId_}; }
   Entity::VemNboAttrLogSa* attachChild(Entity::VemNboAttrLogSa& parent, Entity* child, EntityId id);
-  void release(Entity::VemNboAttrLogSa* adapter) noexcept;
+  /// Starts carrying an entity that a collection of references files: writes its root record now (the
+  /// caller made sure of the room) and owes its whole state.
+  Entity::VemNboAttrLogSa* attachReferenced(Entity& target);
+  /// Payload size of an entity's root record.
+  std::size_t rootPayloadSize(const Entity& e) const;
+  bool writeRoot(Entity::VemNboAttrLogSa& adapter);
+  /// Stops carrying an adapter's entity and everything below it. Collections of references that still
+  /// file it owe their entries again (it will go out under a new id); entities carried only because
+  /// it filed them are released in turn.
+  void release(Entity::VemNboAttrLogSa* adapter);
+  /// Whether a carried collection of references files this entity.
+  bool referenced(const Entity& target) const;
   void pendingAdd(Entity::VemNboAttrLogSa* adapter);
 
  private:
-  bool writeRoot(Entity::VemNboAttrLogSa& adapter);
+  Entity::VemNboAttrLogSa* adopt(std::unique_ptr<Entity::VemNboAttrLogSa> adapter);
+  void releaseUnreferenced();
   bool resume(Entity::VemNboAttrLogSa& adapter);
 
   std::string buffer_;
@@ -256,6 +289,7 @@ class Sender {
   Out out_;
   uint32_t lastId_ = 0;
   std::unordered_map<uint32_t, std::unique_ptr<Entity::VemNboAttrLogSa>> adapters_;
+  std::vector<Entity::VemNboAttrLogSa*> refHolders_;  // adapters of types with collections of references
   std::deque<Entity::VemNboAttrLogSa*> pending_;
   MulticastSink* multicast_ = nullptr;
   bool flowing_ = false;

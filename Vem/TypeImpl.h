@@ -79,6 +79,7 @@ struct TypeImpl {
   static constexpr bool kHasCollections = hasKind([](AttrKind k) { return isKeyedKind(k); });
   static constexpr bool kHasInstantiating =
       hasKind([](AttrKind k) { return k == AttrKind::children || k == AttrKind::child; });
+  static constexpr bool kHasReferences = hasKind([](AttrKind k) { return k == AttrKind::refs; });
 
   // ---- construction ----------------------------------------------------------------------------
 
@@ -233,6 +234,7 @@ struct TypeImpl {
     bool ephemeral = false;
     if (!deleted) {
       childSa = (*found)->vemNboAttrLogSa(sa.sender());
+      if (childSa != nullptr && childSa->referencedRoot()) childSa = nullptr;  // goes out as a new child
       if (childSa == nullptr && f != nullptr) ephemeral = f->template ephemeralKeys<I>().contains(k);
     }
     // A present child travels with its constructor parameters (its key first); a deletion with the key.
@@ -268,12 +270,90 @@ struct TypeImpl {
     return sa.handleChildSingletonSerialization(A<I>::id, (sa.entityAs<T>().*A<I>::field).get());
   }
 
+  template <class K>
+  struct RefEntry {
+    const K* key;
+    EntityId target;
+  };
+  template <class K>
+  static void writeRefEntryPayload(Out& out, const void* p) {
+    const auto& e = *static_cast<const RefEntry<K>*>(p);
+    LogTraits<K>::write(out, *e.key);
+    out.entityId(e.target);
+  }
+
+  /// An entry of a collection of references: the key and the target's id on this stream (the target
+  /// carried from then on), or the key alone under the negated id for a deletion.
+  template <std::size_t I>
+  static void writeRefEntry(Sa& sa, const typename S<I>::Key& k) {
+    using K = typename S<I>::Key;
+    const auto* found = (sa.entityAs<T>().*A<I>::field).find(k);
+    const std::size_t keySize = LogTraits<K>::size(k);
+    Out* out = nullptr;
+    if (found == nullptr) {
+      if (sa.multicastMode() && sa.doMessageMulticast(NboAttrLog::negated(A<I>::id), keySize, &writeValue<K>, &k)) return;
+      out = sa.collSerializeCheck(A<I>::id, true, keySize);
+      if (out != nullptr) writeGranted(sa, *out, &writeValue<K>, &k);
+    } else {
+      RefEntry<K> entry{&k, EntityId{}};
+      // The multicast path takes single records: only a target the stream already announced.
+      const Sa* targetSa = (*found)->vemNboAttrLogSa(sa.sender());
+      if (sa.multicastMode() && targetSa != nullptr && (targetSa->state() & Sa::kRootPending) == 0) {
+        entry.target = targetSa->id();
+        if (sa.doMessageMulticast(A<I>::id, keySize + 4, &writeRefEntryPayload<K>, &entry)) return;
+      }
+      out = sa.refCollSerializeCheck(A<I>::id, keySize, **found, &entry.target);
+      if (out != nullptr) writeGranted(sa, *out, &writeRefEntryPayload<K>, &entry);
+    }
+    if (Flow* f = sa.flowOutAs<Flow>()) {
+      auto& dirty = f->template dirtyKeys<I>();
+      if (out == nullptr)
+        dirty.insert(k);
+      else
+        dirty.erase(k);
+      f->vemIsCollDirtyIs(A<I>::id, out == nullptr);
+    }
+  }
+
   template <std::size_t I>
   static void writeKeyed(Sa& sa, const typename S<I>::Key& k) {
     if constexpr (A<I>::kind == AttrKind::children)
       writeChildEntry<I>(sa, k);
+    else if constexpr (A<I>::kind == AttrKind::refs)
+      writeRefEntry<I>(sa, k);
     else
       writeCollEntry<I>(sa, k);
+  }
+
+  /// Calls fn(I, target as the collection's entity type, its key) for each collection of references
+  /// that could file `target`; stops at the first true.
+  template <class Fn>
+  static bool anyRefsFor(const Entity& target, Fn&& fn) {
+    return anyAttr<Attrs>([&]<std::size_t I>() {
+      if constexpr (A<I>::kind == AttrKind::refs && A<I>::logged) {
+        using Target = ChildOf<S<I>>;
+        const auto* t = dynamic_cast<const Target*>(&target);
+        return t != nullptr && fn.template operator()<I>(*t);
+      } else {
+        return false;
+      }
+    });
+  }
+  static bool refersTo(const Entity& holder, const Entity& target) {
+    const T& h = static_cast<const T&>(holder);
+    return anyRefsFor(target, [&]<std::size_t I>(const auto& t) {
+      const auto* filed = (h.*A<I>::field).find(t.vemKey());
+      return filed != nullptr && filed->get() == &t;
+    });
+  }
+  static void resendReferencesTo(Sa& sa, const Entity& target) {
+    const T& h = sa.entityAs<T>();
+    anyRefsFor(target, [&]<std::size_t I>(const auto& t) {
+      const auto* filed = (h.*A<I>::field).find(t.vemKey());
+      if (filed != nullptr && filed->get() == &t)
+        static_cast<Flow&>(sa.ensureFlowOut()).template dirtyKeys<I>().insert(t.vemKey());
+      return false;
+    });
   }
 
   /// One announced change. False for an attribute the type does not have.
@@ -286,8 +366,13 @@ struct TypeImpl {
         writeScalar<I>(sa);
       else if constexpr (A<I>::kind == AttrKind::child)
         writeChild<I>(sa);
-      else if constexpr (A<I>::kind != AttrKind::refs)  // references are not carried by the log
+      else if constexpr (A<I>::kind != AttrKind::refs)
         writeKeyed<I>(sa, *static_cast<const typename S<I>::Key*>(key));
+      else {
+        writeRefEntry<I>(sa, *static_cast<const typename S<I>::Key*>(key));
+        if (const void* old = sa.announcedOldValue())
+          sa.referenceDropped(static_cast<const Lumo::Ptr<ChildOf<S<I>>>*>(old)->get());
+      }
       return true;
     });
   }
@@ -333,7 +418,16 @@ struct TypeImpl {
           type = StreamAdapter::resume;
         }
       }
-      sa.passBegin(id, type);
+      const std::size_t markerEnd = sa.passBegin(id, type);
+      // Interrupted before anything followed its marker, the pass takes the marker back: resumed again
+      // and again without room for its next entry, it writes nothing rather than marker after marker.
+      // A begin taken back drops its bookmark too, so that the next try begins afresh.
+      const auto interrupted = [&] {
+        if (sa.passInterrupted(markerEnd) && type == StreamAdapter::begin && f->hasBookmark() &&
+            f->bookmarkAttribute() == id)
+          f->bookmarkFree();
+        return false;
+      };
       const uint32_t version = map.version();
       auto& dirty = f->template dirtyKeys<I>();
       for (; it.valid(); it.next()) {
@@ -341,19 +435,14 @@ struct TypeImpl {
         const K k = it.key();
         if (!sa.continueFlowOut()) {
           f->bookmarkIs(id, k, layoutOf(map));
-          sa.passEnd(0);
-          return false;
+          return interrupted();
         }
         dirty.erase(k);
         writeKeyed<I>(sa, k);
-        if (f->hasBookmark()) {
-          sa.passEnd(0);
-          return false;
-        }
+        if (f->hasBookmark()) return interrupted();
         if (f->vemIsCollDirty(id)) {
           f->bookmarkIs(id, k, layoutOf(map));
-          sa.passEnd(0);
-          return false;
+          return interrupted();
         }
       }
       sa.passEnd(id);
@@ -379,7 +468,7 @@ struct TypeImpl {
     anyAttr<Attrs>([&]<std::size_t I>() {
       if (A<I>::id < a) return false;
       bool done = true;
-      if constexpr (A<I>::kind == AttrKind::refs || !A<I>::logged)
+      if constexpr (!A<I>::logged)
         done = true;
       else if constexpr (isKeyedKind(A<I>::kind))
         done = collPass<I>(sa, &f);
@@ -455,6 +544,36 @@ struct TypeImpl {
       (e.*A<I>::set)(k, v);
     else
       (e.*A<I>::set)(v);  // the value carries its key
+    (e.*A<I>::field).unmark(k);
+  }
+
+  /// An entry of a collection of references: the id must name a mirror on this stream, of the
+  /// collection's entity type, whose key is the entry's key; it is filed through the setter.
+  template <std::size_t I>
+  static void applyRefEntry(Sa& sa, In& in) {
+    using K = typename S<I>::Key;
+    using Target = ChildOf<S<I>>;
+    K k{};
+    EntityId id;
+    Target* target = nullptr;
+    readAttr(A<I>::id, in, [&] {
+      LogTraits<K>::read(in, k);
+      id = in.nextEntity();
+      Entity* bound = sa.streamDemuxer().entityOf(id);
+      if (bound == nullptr)
+        throw RangeException("attribute log: the reference names entity " + std::to_string(id.value) +
+                             ", which is not on this stream");
+      target = dynamic_cast<Target*>(bound);
+      if (target == nullptr)
+        throw RangeException("attribute log: the reference names entity " + std::to_string(id.value) + ", a " +
+                             std::string(bound->typeData().name()) + ", not a " + std::string(Target::vemType().name()));
+      if (!ValueTraits<K>::equal(target->vemKey(), k))
+        throw RangeException("attribute log: the key differs from the key of the referenced entity " +
+                             std::to_string(id.value));
+    });
+    T& e = sa.entityAs<T>();
+    AttrLogActiveScope active(&sa);
+    (e.*A<I>::set)(Lumo::Ptr<Target>(target));
     (e.*A<I>::field).unmark(k);
   }
 
@@ -556,12 +675,14 @@ struct TypeImpl {
       throwWriteUpdateFromReadOnlyProxyException(T::vemType(), id);
     const bool handled = anyAttr<Attrs>([&]<std::size_t I>() {
       using Attr = A<I>;
-      if constexpr (Attr::kind == AttrKind::refs || !Attr::logged) {
+      if constexpr (!Attr::logged) {
         return false;  // not carried: a record for it is an unknown attribute
       } else if constexpr (isKeyedKind(Attr::kind)) {
         if (id == Attr::id) {
           if constexpr (Attr::kind == AttrKind::children)
             applyChildEntry<I>(sa, in);
+          else if constexpr (Attr::kind == AttrKind::refs)
+            applyRefEntry<I>(sa, in);
           else
             applyEntry<I>(sa, in);
           return true;
@@ -586,7 +707,7 @@ struct TypeImpl {
   /// Begin marks every entry of the collection for deletion; end deletes what no record unmarked.
   static bool doHandleAttrTransaction(Sa& sa, AttributeId id, uint8_t type) {
     return anyAttr<Attrs>([&]<std::size_t I>() {
-      if constexpr (!isKeyedKind(A<I>::kind) || A<I>::kind == AttrKind::refs || !A<I>::logged) {
+      if constexpr (!isKeyedKind(A<I>::kind) || !A<I>::logged) {
         return false;
       } else {
         if (A<I>::id != id) return false;
@@ -616,8 +737,8 @@ struct TypeImpl {
       kHasCollections ? &doHandleAttrTransaction : nullptr,
       &doHandleAttrDeserialization,
       &streamAdapterOnAttribute,
-      nullptr,
-      nullptr,
+      kHasReferences ? &refersTo : nullptr,
+      kHasReferences ? &resendReferencesTo : nullptr,
       kHasCollections ? &GenericIfImpl::iterObj : nullptr,
       kHasCollections ? &GenericIfImpl::iterKey : nullptr,
       kHasCollections ? &GenericIfImpl::iterNonnull : nullptr,

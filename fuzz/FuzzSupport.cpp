@@ -125,11 +125,21 @@ std::string dump(const Lumo::Ptr<Vem::Entity>& entity, const Vem::NboAttrLog::De
 }
 
 void releaseChecked(std::vector<Lumo::Ptr<Vem::Entity>>& reached) {
-  for (auto& p : reached) {
-    check(p->useCount() == 1, std::string(p->typeData().name()) + ": " + std::to_string(p->useCount()) +
-                                  " users left once its owners are gone");
-    p = nullptr;
+  // A mirror filed by reference in another goes with that other: let go, round by round, of what only
+  // our list holds; whatever is left then is held from elsewhere.
+  for (bool progress = true; progress;) {
+    progress = false;
+    for (auto& p : reached) {
+      if (p && p->useCount() == 1) {
+        p = nullptr;
+        progress = true;
+      }
+    }
   }
+  for (auto& p : reached)
+    if (p)
+      check(false, std::string(p->typeData().name()) + ": " + std::to_string(p->useCount()) +
+                       " users left once its owners are gone");
   reached.clear();
 }
 

@@ -44,8 +44,8 @@ void fill(Vem::GenericEntity& entity, int entries, int depth, uint32_t seed);
 // A value of the type that differs from its default where text can say one generically.
 Vem::AnyValue sample(const Vem::TypeHandle& type, uint32_t seed);
 
-// Drops every pointer in `reached` (parents first, as dump() lists them), checking that each is the
-// last user of its entity once everything above it is gone: nothing else still holds a mirror.
+// Drops every pointer in `reached`, checking that each is the last user of its entity once everything
+// that owns or files it is gone: nothing else still holds a mirror.
 void releaseChecked(std::vector<Lumo::Ptr<Vem::Entity>>& reached);
 
 }  // namespace Fuzz

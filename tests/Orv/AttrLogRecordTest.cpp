@@ -115,7 +115,7 @@ TEST(AttrLogRecord, HandlerTableSlots) {
   EXPECT_NE(h->freeResyncState, nullptr);
   EXPECT_EQ(h->vemInstantiateSerialize, nullptr);  // PortList instantiates nothing
   EXPECT_NE(Vem::attrLogHandlersOf(PortGroup::vemType())->vemInstantiateSerialize, nullptr);
-  EXPECT_EQ(h->unused10, nullptr);
+  EXPECT_EQ(h->refersTo, nullptr);  // and files no references
   EXPECT_NE(h->iterKey, nullptr);
 }
 

@@ -119,6 +119,31 @@ TEST(MirrorFlow, MulticastModeOffersRecordsToTheMulticastPath) {
   EXPECT_EQ(dump(p.mirrorAs<PortList>()), dump(*list));
 }
 
+// A pass whose next entry cannot fit beside its markers makes no progress: it writes nothing at all
+// (no begin or resume marker after marker), and goes on once the room grows.
+TEST(MirrorFlow, APassThatCannotPlaceAnEntryWritesNothingUntilTheRoomGrows) {
+  auto list = PortListIs("pl");
+  for (const char* port : {"a", "b", "c", "d"}) list->portsIs(port, true);
+  list->portsIs(std::string(30, 'x'), true);  // a 46-byte record: with both markers, more than the room
+  list->hiddenFromCliIs(true);
+  Pair p(64);
+  p.sender.attach(list);
+  std::size_t late = 0;
+  for (int round = 0; round < 200; ++round) {
+    const std::size_t moved = pump(p.sender, p.demuxer);
+    if (round >= 20) late += moved;
+  }
+  EXPECT_EQ(late, 0u);
+  EXPECT_EQ(p.sender.buffered(), 0u);
+  EXPECT_TRUE(p.sender.withheld());
+  p.sender.roomIs(128);
+  for (int round = 0; p.sender.buffered() != 0 || p.sender.withheld(); ++round) {
+    ASSERT_LT(round, 100);
+    pump(p.sender, p.demuxer);
+  }
+  EXPECT_EQ(dump(p.mirrorAs<PortList>()), dump(*list));
+}
+
 // One random change to a port-group tree, from small pools of names so that keys collide.
 void randomChange(PortGroupDir& dir, std::mt19937& rng) {
   auto pick = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };

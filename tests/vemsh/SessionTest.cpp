@@ -6,6 +6,7 @@
 #include "Words.h"
 
 #include <Orv/OrvAclQuarnTypes.h>
+#include <Orv/OrvInterfaceTypes.h>
 #include <Orv/OrvPortGroupTypes.h>
 #include <Orv/OrvPortVlanPair.h>
 #include <Vem/LogForm.h>
@@ -180,6 +181,20 @@ TEST(VemshRecords, DecodesARealStreamAndSurvivesACorruptOne) {
   decoder.feed(corrupt, std::string_view("\0\0\0\1\0\x01\x02\xff\xff\xff\xff", 11));
   EXPECT_THAT(corrupt.str(), HasSubstr("the stream is corrupt"));
   EXPECT_EQ(decoder.partial(), 0u);
+}
+
+// An entry of a collection of references: the key, then the id of the entity its root record announced.
+TEST(VemshRecords, DecodesAReferenceAndTheRootBeforeIt) {
+  auto dir = OrvTypes::orvPortStatusDirFactory(Lumo::String("ports"));
+  Vem::NboAttrLog::Sender sender;
+  sender.attach(dir);
+  dir->portStatusIs(OrvTypes::OrvPortStatusIs(Pelix::IntfId("Ethernet1")));
+  vemsh::RecordDecoder brief(true);
+  std::ostringstream out;
+  brief.feed(out, sender.output());
+  EXPECT_THAT(out.str(), HasSubstr("record: entity 2, new root record, attribute 0: type OrvTypes::OrvPortStatus"));
+  EXPECT_THAT(out.str(), HasSubstr("attribute 258 portStatus: key Ethernet1, referenced entity id 2"));
+  EXPECT_THAT(out.str(), Not(HasSubstr("not decoded")));
 }
 
 }  // namespace

@@ -259,6 +259,12 @@ void RecordDecoder::decodePayload(std::ostream& out, uint32_t entity, uint8_t ki
               if (!field(w, in, Vem::TypeHandle::byName(childType.paramTypeName(p)), std::string(childType.paramName(p)) + ":")) break;
           }
         }
+      } else if (collection && valueType.isEntity()) {
+        // A collection of references: the key, then the id of an entity the stream carries.
+        if (field(w, in, keyType, "key")) {
+          const std::size_t from = in.offset();
+          w.line(from, from + 4, "referenced entity id " + std::to_string(in.u32()));
+        }
       } else if (collection) {
         if (field(w, in, keyType, "key"))
           field(w, in, set ? Vem::TypeHandle::builtin(Vem::BuiltinType::boolean) : valueType, "value");
