@@ -1,7 +1,7 @@
 // HashMap2018 against absl::flat_hash_map and std::unordered_map: lookup hit and miss, insert, update,
 // erase, iterate, at 1e3 and 1e6 keys, with interface-id keys and string keys, and bytes per entry.
 //
-// Interface ids use the key form the compiler gives them (their own seeded hash), as generated
+// Interface ids use the key form the compiler gives them (hashed as their 64 bits), as generated
 // collections do. scripts/run-benchmarks runs this and compares medians.
 #include <Pelix/IntfId.h>
 #include <Vem/HashMap2018.h>
