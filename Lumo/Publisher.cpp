@@ -55,7 +55,7 @@ void Publisher::freeIfUnused() const noexcept {
 }
 
 void Publisher::publishChangeRecursive(AttributeId attributeId, const void* key, const void* oldValue,
-                                       KeyEqualityFn keyEquality) const {
+                                       KeyEqualityFn keyEquality, const void* storedValue) const {
   (void)keyEquality;
   if (list_ == nullptr) return;
   List& list = *list_;
@@ -78,7 +78,18 @@ void Publisher::publishChangeRecursive(AttributeId attributeId, const void* key,
 
   // Subscribers appended during this round sit past `end` and wait for the next publish.
   const std::size_t end = list.entries.size();
-  for (std::size_t i = 0; i < end; ++i) {
+  std::size_t i = 0;
+  // Only the first subscriber called may be told where the value is: any later one may find it moved.
+  if (storedValue != nullptr) {
+    for (; i < end; ++i) {
+      if (Subscriber* s = list.entries[i]) {
+        s->onChangeStored(attributeId, key, oldValue, storedValue);
+        ++i;
+        break;
+      }
+    }
+  }
+  for (; i < end; ++i) {
     if (Subscriber* s = list.entries[i]) s->onChange(attributeId, key, oldValue);
   }
 }

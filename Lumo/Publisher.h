@@ -14,6 +14,13 @@ class Subscriber {
 public:
   virtual ~Subscriber();
   virtual void onChange(AttributeId attributeId, const void* key, const void* oldValue) = 0;
+  /// Called instead of onChange on the first subscriber of a publish that knows where the new value is
+  /// stored: nothing has run between the store and this call, so `storedValue` points at the current
+  /// value (valid during the call only). A writer of the change saves looking the key up again.
+  virtual void onChangeStored(AttributeId attributeId, const void* key, const void* oldValue, const void* storedValue) {
+    (void)storedValue;
+    onChange(attributeId, key, oldValue);
+  }
 };
 
 /// An entity's subscriber list. Costs one null pointer until the first subscriber arrives and is freed
@@ -36,9 +43,10 @@ public:
   std::size_t subscriberCount() const noexcept;
 
   /// keyEquality (two keys of the attribute, or null for singletons) is part of the generated
-  /// setters' calling convention; dispatching to subscribers does not need it.
+  /// setters' calling convention; dispatching to subscribers does not need it. `storedValue`, where the
+  /// caller knows it, is where the new value of a keyed entry now sits (see onChangeStored).
   void publishChangeRecursive(AttributeId attributeId, const void* key, const void* oldValue,
-                              KeyEqualityFn keyEquality) const;
+                              KeyEqualityFn keyEquality, const void* storedValue = nullptr) const;
 
 private:
   struct List;

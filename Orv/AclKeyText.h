@@ -24,6 +24,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -40,6 +42,22 @@ constexpr bool isBlank(char c) noexcept {
   return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
 }
 constexpr bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
+
+// The length of the text's leading run of non-blank characters. Eight bytes at a time: every blank is
+// below 0x21, so a word with no byte below 0x21 holds no blank; a word with one is checked bytewise.
+inline std::size_t nonBlankRun(std::string_view text) noexcept {
+  constexpr uint64_t kOnes = 0x0101010101010101u;
+  std::size_t i = 0;
+  for (; i + 8 <= text.size(); i += 8) {
+    uint64_t word;
+    std::memcpy(&word, text.data() + i, 8);
+    if (((word - kOnes * 0x21) & ~word & (kOnes << 7)) == 0) continue;
+    for (std::size_t j = i; j < i + 8; ++j)
+      if (isBlank(text[j])) return j;
+  }
+  while (i < text.size() && !isBlank(text[i])) ++i;
+  return i;
+}
 
 namespace Impl {
 
@@ -90,10 +108,8 @@ constexpr std::optional<Groups> matchAfterName(std::string_view run, std::size_t
 }  // namespace Impl
 
 // The groups of the key at the start of `text`, or nothing where the expression finds no match.
-constexpr std::optional<Groups> match(std::string_view text) noexcept {
-  std::size_t blank = 0;
-  while (blank < text.size() && !isBlank(text[blank])) ++blank;
-  const std::string_view run = text.substr(0, blank);
+inline std::optional<Groups> match(std::string_view text) noexcept {
+  const std::string_view run = text.substr(0, nonBlankRun(text));
   const std::size_t close = run.rfind(')');
   if (close == std::string_view::npos || close == 0) return std::nullopt;
   // Group 1 has at least one character, so its dash is at offset 1 or later.

@@ -57,6 +57,18 @@ int32_t decimalToS32(std::string_view digits) {
   return static_cast<int32_t>(value);
 }
 
+// The enumerators the key's text can name, looked up once: the scan has already told which one it is.
+struct AclTextCodes {
+  Acl::AclType ip, ipv6, mac;
+  Acl::AclDirection in, out;
+};
+const AclTextCodes& aclTextCodes() {
+  static const AclTextCodes codes{Acl::AclTypeInstance("ip"), Acl::AclTypeInstance("ipv6"),
+                                  Acl::AclTypeInstance("mac"), Acl::AclDirectionInstance("in"),
+                                  Acl::AclDirectionInstance("out")};
+  return codes;
+}
+
 }  // namespace
 
 // name-type-direction(std=B,vlanId=N,aclGroup=G); the VLAN's max is not written.
@@ -81,8 +93,10 @@ AclKey::AclKey(Vem::CharRange& text) {
   // Above 65535 the number is refused by the same bound as 4096 is.
   const AclVlanIdOrNone vlanId(static_cast<uint16_t>(std::min<int32_t>(vlan, 0xffff)));
   name_ = Lumo::String(groups->name);
-  type_ = Acl::AclTypeInstance(groups->type);
-  direction_ = Acl::AclDirectionInstance(groups->direction);
+  // The scan matched one of "ip", "ipv6", "mac" and one of "in", "out": their lengths tell them apart.
+  const AclTextCodes& codes = aclTextCodes();
+  type_ = groups->type.size() == 2 ? codes.ip : groups->type.size() == 4 ? codes.ipv6 : codes.mac;
+  direction_ = groups->direction.size() == 2 ? codes.in : codes.out;
   standard_ = groups->standard == "true";
   vlanId_ = vlanId;
   aclGroup_ = Lumo::String(groups->aclGroup);

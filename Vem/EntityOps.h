@@ -22,9 +22,9 @@ bool keyEquality(const void* a, const void* b) {
 }
 
 inline void announce(const Entity& e, AttributeId id, const void* key, const void* oldValue,
-                     Lumo::KeyEqualityFn keyEq) {
+                     Lumo::KeyEqualityFn keyEq, const void* storedValue = nullptr) {
   Lumo::Publisher& p = e.publisher();
-  if (!p.empty()) p.publishChangeRecursive(id, key, oldValue, keyEq);
+  if (!p.empty()) p.publishChangeRecursive(id, key, oldValue, keyEq, storedValue);
 }
 
 /// Scalar attribute: store and announce only a real change.
@@ -53,9 +53,10 @@ template <class Map>
 void collectionSet(const Entity& e, Map& map, const typename Map::Key& key, const typename Map::Value& value,
                    AttributeId id) {
   typename Map::Value old{};
-  SetResult r = map.set(key, value, &old);
+  const typename Map::Value* stored = nullptr;
+  SetResult r = map.set(key, value, &old, &stored);
   if (r == SetResult::unchanged) return;
-  announce(e, id, &key, r == SetResult::replaced ? &old : nullptr, &keyEquality<typename Map::Key>);
+  announce(e, id, &key, r == SetResult::replaced ? &old : nullptr, &keyEquality<typename Map::Key>, stored);
 }
 
 /// Removes a key; returns the removed value, or the value type's default when the key was absent (and
@@ -197,9 +198,10 @@ template <class Map>
 void collectionSetValue(const Entity& e, Map& map, const typename Map::Key& key, const typename Map::Value& value,
                         AttributeId id) {
   typename Map::Value old{};
-  SetResult r = map.set(value, &old);
+  const typename Map::Value* stored = nullptr;
+  SetResult r = map.set(value, &old, &stored);
   if (r == SetResult::unchanged) return;
-  announce(e, id, &key, r == SetResult::replaced ? &old : nullptr, &keyEquality<typename Map::Key>);
+  announce(e, id, &key, r == SetResult::replaced ? &old : nullptr, &keyEquality<typename Map::Key>, stored);
 }
 
 }  // namespace Vem

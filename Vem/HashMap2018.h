@@ -40,12 +40,12 @@ class HashMap2018 {
 
   /// Inserts or replaces. `unchanged` leaves the entry as it is, but the set still clears its deletion
   /// mark; `replaced` moves the old value to *oldOut when given.
-  SetResult set(const Key& k, const Value& v, Value* oldOut = nullptr)
+  SetResult set(const Key& k, const Value& v, Value* oldOut = nullptr, const Value** storedOut = nullptr)
     requires(!requires { Node::keysOnly; })
   {
     if constexpr (requires { Node::internalKey; })
       assert(KeyOrder<Key>::equal(k, Node::keyOfValue(v)) && "Vem/HashMap2018: key differs from the value's own");
-    return setNode(k, v, oldOut, [&](void* at) {
+    return setNode(k, v, oldOut, storedOut, [&](void* at) {
       if constexpr (requires { Node::internalKey; })
         ::new (at) Node{v};
       else
@@ -53,10 +53,10 @@ class HashMap2018 {
     });
   }
   /// For nodes that hold only a value carrying its key.
-  SetResult set(const Value& v, Value* oldOut = nullptr)
+  SetResult set(const Value& v, Value* oldOut = nullptr, const Value** storedOut = nullptr)
     requires requires { Node::internalKey; }
   {
-    return set(Node::keyOfValue(v), v, oldOut);
+    return set(Node::keyOfValue(v), v, oldOut, storedOut);
   }
 
   bool erase(const Key& k, Value* removedOut = nullptr) {
@@ -110,7 +110,9 @@ class HashMap2018 {
 
  protected:
   template <class Make>
-  SetResult setNode(const Key& k, const Value& v, Value* oldOut, Make&& make) {
+  /// `storedOut`, when given, learns where a replaced value now sits; after an insert it stays as it was
+  /// (the node's final place is the engine's business).
+  SetResult setNode(const Key& k, const Value& v, Value* oldOut, const Value** storedOut, Make&& make) {
     const Place p = engine_.locateForWrite(k);
     if (p.found) {
       if constexpr (requires { Node::keysOnly; }) {
@@ -126,6 +128,7 @@ class HashMap2018 {
         stored = v;
         if (engine_.markedCount() != 0) engine_.unmarkAt(p);
         engine_.valueChanged();
+        if (storedOut != nullptr) *storedOut = &stored;
         return SetResult::replaced;
       }
     }
@@ -146,10 +149,10 @@ class HSet : public HashMap2018<Node> {
   using Key = typename Node::Key;
   /// True when the key was not there. Inserting a present key clears its deletion mark.
   bool insert(const Key& k) {
-    return this->setNode(k, true, nullptr, [&](void* at) { ::new (at) Node{k}; }) == SetResult::inserted;
+    return this->setNode(k, true, nullptr, nullptr, [&](void* at) { ::new (at) Node{k}; }) == SetResult::inserted;
   }
   SetResult set(const Key& k) {
-    return this->setNode(k, true, nullptr, [&](void* at) { ::new (at) Node{k}; });
+    return this->setNode(k, true, nullptr, nullptr, [&](void* at) { ::new (at) Node{k}; });
   }
 };
 

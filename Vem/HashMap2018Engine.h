@@ -12,6 +12,7 @@
 #include <Vem/HashMap2018Node.h>
 #include <Vem/IteratorInvalidated.h>
 
+#include <bit>
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
@@ -87,10 +88,39 @@ class HashMap2018Engine {
   static uint8_t tagOf(uint32_t hash) noexcept { return static_cast<uint8_t>((hash >> 25) << 1); }
   /// Keys compared in a register gain nothing from the tag filter.
   static constexpr bool kFilterByTag = !(std::is_trivially_copyable_v<Key> && sizeof(Key) <= 8);
-  static bool mayMatch(uint8_t meta, uint8_t tag) noexcept { return !kFilterByTag || (meta & ~kMark) == tag; }
   /// The slot's summary has one bit per value of a tag's top five bits (mark bit excluded): a clear bit
   /// proves the key absent. An empty slot's summary is zero.
   static uint32_t summaryBit(uint8_t meta) noexcept { return uint32_t(1) << (meta >> 3); }
+
+  /// The first of a bucket's n nodes whose key equals k, or n. With the tag filter the marks are
+  /// compared eight at a time: a zero byte of (marks without mark bits) ^ (tag in every byte) is a
+  /// candidate, so the loop branches once per candidate instead of once per node. The zero-byte test
+  /// may also flag a byte above a true zero; the key comparison sorts that out.
+  static uint32_t scan(const Bucket* b, const Key& k, uint8_t tag) noexcept {
+    const Node* nodes = Layout::nodes(b);
+    const uint32_t n = b->count;
+    if constexpr (!kFilterByTag) {
+      for (uint32_t p = 0; p < n; ++p)
+        if (Glue::keyEqualsNode(k, nodes[p])) return p;
+      return n;
+    } else {
+      constexpr uint64_t kOnes = 0x0101010101010101u;
+      const uint8_t* meta = Layout::marks(b);
+      const uint64_t tags = kOnes * tag;
+      for (uint32_t base = 0; base < n; base += 8) {
+        uint64_t word;
+        std::memcpy(&word, meta + base, 8);  // the marks take whole words
+        const uint64_t diff = (word & ~(kOnes * kMark)) ^ tags;
+        uint64_t hits = (diff - kOnes) & ~diff & (kOnes << 7);
+        if (n - base < 8) hits &= (uint64_t{1} << (8 * (n - base))) - 1;
+        for (; hits != 0; hits &= hits - 1) {
+          const uint32_t p = base + static_cast<uint32_t>(std::countr_zero(hits)) / 8;
+          if (Glue::keyEqualsNode(k, nodes[p])) return p;
+        }
+      }
+      return n;
+    }
+  }
 
   const Node* find(const Key& k) const noexcept {
     if (size_ == 0) return nullptr;
@@ -99,11 +129,8 @@ class HashMap2018Engine {
     const uint8_t tag = tagOf(h);
     if ((slot.summary & summaryBit(tag)) == 0) return nullptr;
     const Bucket* b = slot.bucket;
-    const uint8_t* meta = Layout::marks(b);
-    const Node* nodes = Layout::nodes(b);
-    for (uint32_t i = 0, n = b->count; i < n; ++i)
-      if (mayMatch(meta[i], tag) && Glue::keyEqualsNode(k, nodes[i])) return nodes + i;
-    return nullptr;
+    const uint32_t p = scan(b, k, tag);
+    return p == b->count ? nullptr : Layout::nodes(b) + p;
   }
 
   /// Where a key is or would go: bucket index, position in it, whether it is there. Creates the table.
@@ -117,7 +144,9 @@ class HashMap2018Engine {
     if (slots_ == nullptr) allocateTable(1);
     return locate(k);
   }
-  Place locate(const Key& k) const noexcept {
+  // Inlined into every caller: returned through memory, the place's byte fields stall the load that
+  // reads them back (a failed store-to-load forward) on every lookup.
+  [[gnu::always_inline]] Place locate(const Key& k) const noexcept {
     assert(slots_ != nullptr && "Vem/HashMap2018: locate without a table");
     const uint32_t h = hashOf(k);
     const uint32_t i = h & mask_;
@@ -125,10 +154,8 @@ class HashMap2018Engine {
     const uint8_t tag = tagOf(h);
     if (b == nullptr) return {i, 0, false, tag};
     if ((slots_[i].summary & summaryBit(tag)) != 0) {
-      const uint8_t* meta = Layout::marks(b);
-      const Node* nodes = Layout::nodes(b);
-      for (uint32_t p = 0, n = b->count; p < n; ++p)
-        if (mayMatch(meta[p], tag) && Glue::keyEqualsNode(k, nodes[p])) return {i, p, true, tag};
+      const uint32_t p = scan(b, k, tag);
+      if (p != b->count) return {i, p, true, tag};
     }
     bool found;
     const uint32_t pos = seek(b, k, found);

@@ -165,20 +165,25 @@ struct HashMap2018BucketHeader {
 template <class Node>
 struct HashMap2018BucketLayout {
   static_assert(alignof(Node) <= Lumo::SlabPool::kGranule, "Vem/HashMap2018: node alignment above 8");
-  static constexpr std::size_t nodeOffset =
-      (sizeof(HashMap2018BucketHeader) + alignof(Node) - 1) & ~(alignof(Node) - 1);
-  static std::size_t bytes(uint32_t capacity) noexcept { return nodeOffset + capacity * (sizeof(Node) + 1); }
+  // Header, then the marks, then the nodes: a lookup reads the count and the marks from the bucket's
+  // first cache line and touches nodes only where a mark's tag agrees. The marks take whole 8-byte
+  // words, so that they can be scanned a word at a time without reading anything else.
+  static constexpr std::size_t kMarksOffset = sizeof(HashMap2018BucketHeader);
+  static_assert(kMarksOffset % 8 == 0);
+  static constexpr std::size_t markBytes(uint32_t capacity) noexcept { return (std::size_t{capacity} + 7) & ~std::size_t{7}; }
+  static std::size_t nodeOffset(uint32_t capacity) noexcept { return kMarksOffset + markBytes(capacity); }
+  static std::size_t bytes(uint32_t capacity) noexcept { return nodeOffset(capacity) + capacity * sizeof(Node); }
   static Node* nodes(HashMap2018BucketHeader* b) noexcept {
-    return reinterpret_cast<Node*>(reinterpret_cast<unsigned char*>(b) + nodeOffset);
+    return reinterpret_cast<Node*>(reinterpret_cast<unsigned char*>(b) + nodeOffset(b->capacity));
   }
   static const Node* nodes(const HashMap2018BucketHeader* b) noexcept {
-    return reinterpret_cast<const Node*>(reinterpret_cast<const unsigned char*>(b) + nodeOffset);
+    return reinterpret_cast<const Node*>(reinterpret_cast<const unsigned char*>(b) + nodeOffset(b->capacity));
   }
   static uint8_t* marks(HashMap2018BucketHeader* b) noexcept {
-    return reinterpret_cast<uint8_t*>(nodes(b) + b->capacity);
+    return reinterpret_cast<uint8_t*>(b) + kMarksOffset;
   }
   static const uint8_t* marks(const HashMap2018BucketHeader* b) noexcept {
-    return reinterpret_cast<const uint8_t*>(nodes(b) + b->capacity);
+    return reinterpret_cast<const uint8_t*>(b) + kMarksOffset;
   }
   /// A bucket with no nodes yet, one reference, marks clear.
   static HashMap2018BucketHeader* allocate(uint32_t capacity) {
@@ -187,7 +192,7 @@ struct HashMap2018BucketLayout {
     b->count = 0;
     b->capacity = capacity;
     b->marked = 0;
-    std::memset(marks(b), 0, capacity);
+    std::memset(marks(b), 0, markBytes(capacity));
     return b;
   }
   static void free(HashMap2018BucketHeader* b) noexcept { Lumo::SlabAllocator::deallocate(b, bytes(b->capacity)); }

@@ -30,6 +30,11 @@ struct EntityId {
   friend bool operator==(EntityId, EntityId) noexcept = default;
 };
 
+/// The low n bytes of v, most significant first.
+inline void putBigEndian(char* to, uint64_t v, std::size_t n) noexcept {
+  for (std::size_t i = 0; i < n; ++i) to[i] = static_cast<char>(v >> (8 * (n - 1 - i)));
+}
+
 class Out {
  public:
   explicit Out(std::string& buffer) noexcept : buffer_(buffer) {}
@@ -41,6 +46,14 @@ class Out {
   void bytes(const void* p, std::size_t n) { buffer_.append(static_cast<const char*>(p), n); }
   /// A string: its 4-byte length, then its bytes, no terminator.
   void string(std::string_view s) {
+    // Short strings (names, interface names) go out in one append with their length.
+    char b[64];
+    if (s.size() <= sizeof b - 4) {
+      putBigEndian(b, s.size(), 4);
+      std::memcpy(b + 4, s.data(), s.size());
+      buffer_.append(b, 4 + s.size());
+      return;
+    }
     u32(static_cast<uint32_t>(s.size()));
     buffer_.append(s);
   }
@@ -51,7 +64,7 @@ class Out {
  private:
   void bigEndian(uint64_t v, std::size_t n) {
     char b[8];
-    for (std::size_t i = 0; i < n; ++i) b[i] = static_cast<char>(v >> (8 * (n - 1 - i)));
+    putBigEndian(b, v, n);
     buffer_.append(b, n);
   }
   std::string& buffer_;

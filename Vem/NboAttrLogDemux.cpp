@@ -20,16 +20,38 @@ Demuxer::Demuxer() = default;
 
 Demuxer::~Demuxer() {
   // Adapters first: they hold the mirrors, which may refer to each other only through owners.
+  lastAdapter_ = nullptr;
   bindings_.clear();
 }
 
 void Demuxer::feed(const void* data, std::size_t size) {
   if (failed_) throw RangeException("attribute log: stream refused after an earlier error (" + error_ + ")");
-  input_.append(static_cast<const char*>(data), size);
+  const auto* bytes = static_cast<const char*>(data);
+  if (head_ == input_.size()) {
+    // Nothing pending: the records are read where they lie and only an incomplete tail is kept.
+    input_.clear();
+    head_ = 0;
+    const std::size_t used = applyRecords(bytes, size);
+    input_.append(bytes + used, size - used);
+    return;
+  }
+  input_.append(bytes, size);
+  head_ += applyRecords(input_.data() + head_, input_.size() - head_);
+  if (head_ == input_.size()) {
+    input_.clear();
+    head_ = 0;
+  } else if (head_ >= 4096) {
+    input_.erase(0, head_);
+    head_ = 0;
+  }
+}
+
+std::size_t Demuxer::applyRecords(const char* bytes, std::size_t size) {
+  std::size_t at = 0;
   for (;;) {
-    const std::size_t available = input_.size() - head_;
+    const std::size_t available = size - at;
     if (available < Frame::kHeaderSize) break;
-    const auto* p = reinterpret_cast<const uint8_t*>(input_.data()) + head_;
+    const auto* p = reinterpret_cast<const uint8_t*>(bytes) + at;
     const EntityId id{be32(p)};
     const uint8_t kind = p[4];
     const AttributeId attribute = static_cast<AttributeId>(p[5] << 8 | p[6]);
@@ -42,20 +64,23 @@ void Demuxer::feed(const void* data, std::size_t size) {
       apply(id, kind, attribute, in, length);
     } catch (const std::exception& e) {
       failed_ = true;
-      error_ = "record at byte " + std::to_string(head_) + " (entity " + std::to_string(id.value) + ", attribute " +
-               std::to_string(attribute) + "): " + e.what();
+      error_ = "record at byte " + std::to_string(head_ + at) + " (entity " + std::to_string(id.value) +
+               ", attribute " + std::to_string(attribute) + "): " + e.what();
       throw RangeException(error_);
     }
-    head_ += Frame::kHeaderSize + length;
+    at += Frame::kHeaderSize + length;
     ++applied_;
   }
-  if (head_ == input_.size()) {
-    input_.clear();
-    head_ = 0;
-  } else if (head_ >= 4096) {
-    input_.erase(0, head_);
-    head_ = 0;
-  }
+  return at;
+}
+
+Demuxer::Sa* Demuxer::adapterOf(EntityId id) const noexcept {
+  if (id.value == lastId_ && lastAdapter_ != nullptr) return lastAdapter_;
+  auto it = bindings_.find(id.value);
+  if (it == bindings_.end()) return nullptr;
+  lastId_ = id.value;
+  lastAdapter_ = it->second.adapter.get();
+  return lastAdapter_;
 }
 
 void Demuxer::apply(EntityId id, uint8_t kind, AttributeId attribute, In& in, uint32_t length) {
@@ -66,9 +91,8 @@ void Demuxer::apply(EntityId id, uint8_t kind, AttributeId attribute, In& in, ui
   }
   if (kind != Frame::attribute && kind != Frame::transaction)
     throw RangeException("attribute log: unknown record kind " + std::to_string(kind));
-  auto it = bindings_.find(id.value);
-  if (it == bindings_.end()) throw RangeException("attribute log: no entity " + std::to_string(id.value) + " on this stream");
-  Sa* sa = it->second.adapter.get();
+  Sa* sa = adapterOf(id);
+  if (sa == nullptr) throw RangeException("attribute log: no entity " + std::to_string(id.value) + " on this stream");
   if (kind == Frame::attribute) {
     sa->handlers().doHandleAttrDeserialization(*sa, attribute, 0, length, in);
     return;
@@ -138,6 +162,7 @@ void Demuxer::unbindId(uint32_t id) noexcept {
     if (p != bindings_.end()) std::erase(p->second.children, id);
   }
   ids_.erase(&it->second.adapter->entity());
+  if (id == lastId_) lastAdapter_ = nullptr;
   bindings_.erase(it);
 }
 

@@ -76,6 +76,10 @@ class Demuxer {
     EntityId parent;
     std::vector<uint32_t> children;
   };
+  /// Applies the complete records at the start of `bytes`; returns how many bytes they took.
+  std::size_t applyRecords(const char* bytes, std::size_t size);
+  /// The adapter of a bound id (a stream's records come in runs for one entity: the last is kept).
+  Sa* adapterOf(EntityId id) const noexcept;
   void apply(EntityId id, uint8_t kind, AttributeId attribute, In& in, uint32_t length);
   void applyRoot(EntityId id, In& in);
   void unbindId(uint32_t id) noexcept;
@@ -91,6 +95,8 @@ class Demuxer {
   RootObserver rootObserver_;
   WritePolicy writePolicy_;
   std::unordered_map<uint32_t, Binding> bindings_;
+  mutable uint32_t lastId_ = 0;
+  mutable Sa* lastAdapter_ = nullptr;
   std::unordered_map<const Entity*, uint32_t> ids_;
 };
 

@@ -235,12 +235,18 @@ void Entity::VemNboAttrLogSa::referenceDropped(Entity* target) {
 }
 
 void Entity::VemNboAttrLogSa::onChange(AttributeId attributeId, const void* key, const void* oldValue) {
+  onChangeStored(attributeId, key, oldValue, nullptr);
+}
+
+void Entity::VemNboAttrLogSa::onChangeStored(AttributeId attributeId, const void* key, const void* oldValue,
+                                             const void* storedValue) {
   if (sender_ == nullptr) return;
   struct Reset {
-    const void*& slot;
-    ~Reset() { slot = nullptr; }
-  } reset{announcedOld_};
+    Entity::VemNboAttrLogSa& sa;
+    ~Reset() { sa.announcedOld_ = sa.announcedStored_ = nullptr; }
+  } reset{*this};
   announcedOld_ = oldValue;
+  announcedStored_ = storedValue;
   handlers_->streamAdapterOnAttribute(*this, attributeId, key);
 }
 
@@ -401,10 +407,12 @@ bool Sender::roomFor(std::size_t payloadSize) const noexcept {
 Out* Sender::beginRecord(EntityId entity, uint8_t kind, AttributeId attribute) {
   assert(recordStart_ == std::string::npos && "Vem/NboAttrLogSa: a record begins inside another");
   recordStart_ = buffer_.size();
-  out_.entityId(entity);
-  out_.u8(kind);
-  out_.u16(attribute);
-  out_.u32(0);  // the length, set at commit
+  char header[kHeaderSize];
+  putBigEndian(header, entity.value, 4);
+  header[4] = static_cast<char>(kind);
+  putBigEndian(header + 5, attribute, 2);
+  putBigEndian(header + 7, 0, 4);  // the length, set at commit
+  buffer_.append(header, kHeaderSize);
   return &out_;
 }
 
@@ -415,7 +423,7 @@ void Sender::commitRecord() {
     abandonRecord();
     failRecordTooLong();
   }
-  for (int i = 0; i < 4; ++i) buffer_[recordStart_ + 7 + i] = static_cast<char>(length >> (8 * (3 - i)));
+  putBigEndian(buffer_.data() + recordStart_ + 7, length, 4);
   recordStart_ = std::string::npos;
 }
 

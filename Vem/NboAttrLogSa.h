@@ -170,6 +170,8 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
   bool handleChildSingletonSerialization(AttributeId attribute, Entity* child);
   /// The old value of the announcement being handled (null outside one, or for a new entry).
   const void* announcedOldValue() const noexcept { return announcedOld_; }
+  /// Where the announced entry's new value is stored, when the setter said so (else null).
+  const void* announcedStoredValue() const noexcept { return announcedStored_; }
   /// Stops carrying a child removed from this entity, and everything below it.
   void releaseChild(Entity* child);
   /// A collection of references of this entity dropped `target`: it stops being carried when nothing
@@ -183,6 +185,7 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
   void resumeAttributeIs(AttributeId a) noexcept { resumeAttr_ = a; }
 
   void onChange(AttributeId attributeId, const void* key, const void* oldValue) override;
+  void onChangeStored(AttributeId attributeId, const void* key, const void* oldValue, const void* storedValue) override;
 
   /// ---- receiving ----
   NboAttrLog::Demuxer& streamDemuxer() const;
@@ -204,6 +207,7 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
   Lumo::Ptr<NboAttrLog::FlowOut> flowOut_;
   AttributeId resumeAttr_ = 0;
   const void* announcedOld_ = nullptr;
+  const void* announcedStored_ = nullptr;
   VemNboAttrLogSa* nextOnEntity_ = nullptr;
   VemNboAttrLogSa* parent_ = nullptr;
   std::vector<VemNboAttrLogSa*> children_;

@@ -119,7 +119,7 @@ class RbTreeMap {
   }
   bool contains(const K& k) const { return tree_.find(k) != tree_.end(); }
 
-  SetResult set(const K& k, const V& v, V* oldOut = nullptr) {
+  SetResult set(const K& k, const V& v, V* oldOut = nullptr, const V** storedOut = nullptr) {
     auto it = tree_.lower_bound(k);
     if (it != tree_.end() && !Less()(k, *it)) {
       Node& n = **it;
@@ -131,10 +131,12 @@ class RbTreeMap {
       if (oldOut != nullptr) *oldOut = std::move(n.value_);
       n.value_ = v;
       changed();
+      if (storedOut != nullptr) *storedOut = &n.value_;
       return SetResult::replaced;
     }
-    tree_.emplace_hint(it, Lumo::newNode<Node>(k, v));
+    const auto inserted = tree_.emplace_hint(it, Lumo::newNode<Node>(k, v));
     changed();
+    if (storedOut != nullptr) *storedOut = &(*inserted)->value_;
     return SetResult::inserted;
   }
 

@@ -200,10 +200,10 @@ struct TypeImpl {
   }
 
   template <std::size_t I>
-  static void writeCollEntry(Sa& sa, const typename S<I>::Key& k) {
+  static void writeCollEntry(Sa& sa, const typename S<I>::Key& k, const typename S<I>::Value* stored = nullptr) {
     using K = typename S<I>::Key;
     using V = typename S<I>::Value;
-    const V* v = (sa.entityAs<T>().*A<I>::field).find(k);
+    const V* v = stored != nullptr ? stored : (sa.entityAs<T>().*A<I>::field).find(k);
     const bool deleted = v == nullptr;
     const Entry<K, V> entry{&k, v};
     const std::size_t size = LogTraits<K>::size(k) + (deleted ? 0 : LogTraits<V>::size(*v));
@@ -366,6 +366,10 @@ struct TypeImpl {
         writeScalar<I>(sa);
       else if constexpr (A<I>::kind == AttrKind::child)
         writeChild<I>(sa);
+      else if constexpr (A<I>::kind == AttrKind::collection || A<I>::kind == AttrKind::keyedValues)
+        // The setter of this very attribute told where the new value sits, or nothing.
+        writeCollEntry<I>(sa, *static_cast<const typename S<I>::Key*>(key),
+                          static_cast<const typename S<I>::Value*>(sa.announcedStoredValue()));
       else if constexpr (A<I>::kind != AttrKind::refs)
         writeKeyed<I>(sa, *static_cast<const typename S<I>::Key*>(key));
       else {

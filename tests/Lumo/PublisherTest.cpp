@@ -128,4 +128,39 @@ TEST(Publisher, AThrowingSubscriberLeavesTheListUsable) {
   EXPECT_TRUE(p.empty());
 }
 
+// Records where it was told the value is stored, if anywhere.
+class StoredRecorder : public Recorder {
+public:
+  using Recorder::Recorder;
+  void onChangeStored(AttributeId id, const void* key, const void* oldValue, const void* storedValue) override {
+    stored.push_back(storedValue);
+    Recorder::onChange(id, key, oldValue);
+  }
+  std::vector<const void*> stored;
+};
+
+TEST(Publisher, OnlyTheFirstSubscriberCalledLearnsWhereTheValueIs) {
+  std::vector<std::string> log;
+  StoredRecorder gone("gone", log), first("first", log), second("second", log);
+  Recorder plain("plain", log);
+  Publisher p;
+  p.subscriberAdd(&gone);
+  p.subscriberAdd(&first);
+  p.subscriberAdd(&second);
+  p.subscriberAdd(&plain);
+  int key = 1, value = 2;
+  // A subscriber removed during a publish leaves a hole: the first one actually called is told.
+  gone.action = [&](AttributeId) { p.subscriberDel(&gone); };
+  p.publishChangeRecursive(3, &key, nullptr, nullptr, &value);
+  EXPECT_EQ(gone.stored, (std::vector<const void*>{&value}));
+  EXPECT_TRUE(first.stored.empty());
+  p.publishChangeRecursive(3, &key, nullptr, nullptr, &value);
+  EXPECT_EQ(first.stored, (std::vector<const void*>{&value}));
+  EXPECT_TRUE(second.stored.empty()) << "a later subscriber may run after the value moved";
+  p.publishChangeRecursive(4, &key, nullptr, nullptr);  // nothing known: plain calls only
+  EXPECT_EQ(first.stored.size(), 1u);
+  EXPECT_EQ(log, (std::vector<std::string>{"gone:3k", "first:3k", "second:3k", "plain:3k", "first:3k", "second:3k",
+                                           "plain:3k", "first:4k", "second:4k", "plain:4k"}));
+}
+
 }  // namespace

@@ -70,6 +70,47 @@ TEST(MirrorFlow, DirtyKeysDrainAndTheRecordGoes) {
   EXPECT_EQ(dump(p.mirrorAs<PortList>()), dump(*list));
 }
 
+// An agent subscribed ahead of the sender reacts to each change by changing the same entry again (or
+// removing it): the record of the outer change, written after the agent ran, must carry what the entry
+// holds then, not what the setter stored; and the sender subscribed first still writes each change.
+TEST(MirrorFlow, RecordsFollowAnEntryChangedAgainByAnEarlierSubscriber) {
+  struct Reactor : Lumo::Subscriber {
+    PortList* list = nullptr;
+    void onChange(Lumo::AttributeId id, const void* key, const void*) override {
+      if (id != 258 || key == nullptr) return;
+      const auto& k = *static_cast<const Lumo::String*>(key);
+      const bool* v = list->ports().find(k);
+      if (v == nullptr || !*v) return;
+      if (k.view().starts_with("drop"))
+        list->portsDel(k);
+      else
+        list->portsIs(k, false);  // nested change: the sender writes it before the outer one
+    }
+  };
+  for (bool reactorFirst : {true, false}) {
+    auto list = PortListIs("pl");
+    Reactor reactor;
+    reactor.list = list.get();
+    Pair p;
+    if (reactorFirst) list->publisher().subscriberAdd(&reactor);
+    p.sender.attach(list);
+    if (!reactorFirst) list->publisher().subscriberAdd(&reactor);
+    // Present first (the reactor ignores false), so that setting true replaces a stored value.
+    for (int i = 0; i < 20; ++i) {
+      list->portsIs("keep" + std::to_string(i), false);
+      list->portsIs("drop" + std::to_string(i), false);
+    }
+    for (int i = 0; i < 20; ++i) {
+      list->portsIs("keep" + std::to_string(i), true);
+      list->portsIs("drop" + std::to_string(i), true);
+    }
+    p.drain();
+    EXPECT_EQ(list->ports().size(), 20u);
+    EXPECT_EQ(dump(p.mirrorAs<PortList>()), dump(*list)) << (reactorFirst ? "reactor first" : "sender first");
+    list->publisher().subscriberDel(&reactor);
+  }
+}
+
 TEST(MirrorFlow, FreeResyncStateDropsOnlyItsOwnBookmark) {
   auto list = PortListIs("pl");
   for (int i = 0; i < 10; ++i) list->portsIs(std::to_string(i), true);

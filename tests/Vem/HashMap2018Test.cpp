@@ -380,3 +380,51 @@ TEST(HashMap2018, InternalKeyNodesAreKeyedByTheirValue) {
 }
 
 }  // namespace
+
+// Wider than a register, so lookups filter by the tag in each node's mark byte, eight marks at a time.
+struct Tagged {
+  uint32_t v;
+  uint32_t h;
+  uint32_t unused = 0;
+  uint32_t hash() const noexcept { return h; }
+  friend bool operator==(const Tagged& a, const Tagged& b) noexcept { return a.v == b.v; }
+  friend std::strong_ordering operator<=>(const Tagged& a, const Tagged& b) noexcept { return a.v <=> b.v; }
+};
+
+TEST(HashMap2018, TagScanFindsEveryKeyOfALargeBucket) {
+  using TaggedMap = Vem::HashMap2018<Vem::HashMap2018Node<Tagged, int, Vem::KeyAndRhashLegacy, 0u>>;
+  // One bucket (low bits 0) of 45 keys: six words of marks, the last one partly filled. Tags repeat, so
+  // candidates must be told apart by their keys.
+  const auto key = [](uint32_t v) { return Tagged{v, (v % 5 + 1) << 25}; };
+  TaggedMap m;
+  for (uint32_t v = 0; v < 45; ++v) m.set(key(v), int(v));
+  for (uint32_t v = 0; v < 45; ++v) {
+    ASSERT_NE(m.find(key(v)), nullptr) << v;
+    EXPECT_EQ(*m.find(key(v)), int(v));
+  }
+  EXPECT_FALSE(m.contains(key(45))) << "same tag as present keys, absent key";
+  EXPECT_FALSE(m.contains(Tagged{3, 6u << 25})) << "a tag no node has, though the slot summary lets it through";
+  for (uint32_t v = 0; v < 45; v += 2) EXPECT_TRUE(m.erase(key(v)));
+  for (uint32_t v = 0; v < 45; ++v) EXPECT_EQ(m.contains(key(v)), v % 2 == 1) << v;
+  // A copy shares the bucket and reads it the same way.
+  const TaggedMap copy = m;
+  for (uint32_t v = 1; v < 45; v += 2) EXPECT_TRUE(copy.contains(key(v))) << v;
+}
+
+TEST(HashMap2018, StringHashSeesEveryByteAndTheLength) {
+  // Every length around the eight-byte steps; flipping any one byte, or cutting the last, changes it.
+  std::string text;
+  for (std::size_t n = 0; n <= 33; ++n) {
+    const Lumo::String base(text);
+    const uint32_t h = Vem::hashSingleAttr(base, 7u);
+    EXPECT_NE(h, Vem::hashSingleAttr(base, 8u)) << "seed ignored at length " << n;
+    for (std::size_t i = 0; i < n; ++i) {
+      std::string changed = text;
+      changed[i] = static_cast<char>(changed[i] ^ 0x20);
+      EXPECT_NE(h, Vem::hashSingleAttr(Lumo::String(changed), 7u)) << "byte " << i << " of " << n;
+    }
+    text.push_back(static_cast<char>('a' + n % 26));
+    EXPECT_NE(h, Vem::hashSingleAttr(Lumo::String(text), 7u)) << "length " << n << " and one more";
+  }
+  EXPECT_NE(Vem::hashSingleAttr(Lumo::String(std::string("\0", 1)), 0u), Vem::hashSingleAttr(Lumo::String(), 0u));
+}
