@@ -59,6 +59,13 @@ inline std::size_t nonBlankRun(std::string_view text) noexcept {
   return i;
 }
 
+// The offset of the last `c` among the first `end` characters of `text`, or npos (the C library's
+// backward search, which reads many bytes per step).
+inline std::size_t lastOf(std::string_view text, char c, std::size_t end) noexcept {
+  const void* at = end == 0 ? nullptr : ::memrchr(text.data(), c, end);
+  return at == nullptr ? std::string_view::npos : static_cast<std::size_t>(static_cast<const char*>(at) - text.data());
+}
+
 namespace Impl {
 
 // Consumes `literal` at `pos` in `run`.
@@ -110,11 +117,11 @@ constexpr std::optional<Groups> matchAfterName(std::string_view run, std::size_t
 // The groups of the key at the start of `text`, or nothing where the expression finds no match.
 inline std::optional<Groups> match(std::string_view text) noexcept {
   const std::string_view run = text.substr(0, nonBlankRun(text));
-  const std::size_t close = run.rfind(')');
+  const std::size_t close = lastOf(run, ')', run.size());
   if (close == std::string_view::npos || close == 0) return std::nullopt;
   // Group 1 has at least one character, so its dash is at offset 1 or later.
-  for (std::size_t dash = run.rfind('-', close - 1); dash != std::string_view::npos && dash > 0;
-       dash = run.rfind('-', dash - 1))
+  for (std::size_t dash = lastOf(run, '-', close); dash != std::string_view::npos && dash > 0;
+       dash = lastOf(run, '-', dash))
     if (auto g = Impl::matchAfterName(run, dash, close)) return g;
   return std::nullopt;
 }

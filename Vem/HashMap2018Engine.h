@@ -86,8 +86,7 @@ class HashMap2018Engine {
   /// The top bits do not select the bucket, so the tag survives resizes.
   static constexpr uint8_t kMark = 1;
   static uint8_t tagOf(uint32_t hash) noexcept { return static_cast<uint8_t>((hash >> 25) << 1); }
-  /// Keys compared in a register gain nothing from the tag filter.
-  static constexpr bool kFilterByTag = !(std::is_trivially_copyable_v<Key> && sizeof(Key) <= 8);
+  static constexpr bool kFilterByTag = Layout::kFilterByTag;
   /// The slot's summary has one bit per value of a tag's top five bits (mark bit excluded): a clear bit
   /// proves the key absent. An empty slot's summary is zero.
   static uint32_t summaryBit(uint8_t meta) noexcept { return uint32_t(1) << (meta >> 3); }

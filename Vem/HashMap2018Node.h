@@ -165,14 +165,25 @@ struct HashMap2018BucketHeader {
 template <class Node>
 struct HashMap2018BucketLayout {
   static_assert(alignof(Node) <= Lumo::SlabPool::kGranule, "Vem/HashMap2018: node alignment above 8");
-  // Header, then the marks, then the nodes: a lookup reads the count and the marks from the bucket's
-  // first cache line and touches nodes only where a mark's tag agrees. The marks take whole 8-byte
-  // words, so that they can be scanned a word at a time without reading anything else.
-  static constexpr std::size_t kMarksOffset = sizeof(HashMap2018BucketHeader);
-  static_assert(kMarksOffset % 8 == 0);
+  using Key = typename Node::Key;
+  /// Keys compared in a register gain nothing from filtering by the tags in the marks.
+  static constexpr bool kFilterByTag = !(std::is_trivially_copyable_v<Key> && sizeof(Key) <= 8);
+  // With the tag filter: header, marks, nodes. A lookup reads the count and the marks from the
+  // bucket's first cache line and touches nodes only where a tag agrees; the marks take whole 8-byte
+  // words, so that they are scanned a word at a time without reading anything else. Without it the
+  // nodes come first, at a fixed offset, and the marks (read only by the deletion-mark operations) last.
+  static constexpr std::size_t kHeaderBytes = sizeof(HashMap2018BucketHeader);
+  static_assert(kHeaderBytes % 8 == 0);
   static constexpr std::size_t markBytes(uint32_t capacity) noexcept { return (std::size_t{capacity} + 7) & ~std::size_t{7}; }
-  static std::size_t nodeOffset(uint32_t capacity) noexcept { return kMarksOffset + markBytes(capacity); }
-  static std::size_t bytes(uint32_t capacity) noexcept { return nodeOffset(capacity) + capacity * sizeof(Node); }
+  static std::size_t nodeOffset(uint32_t capacity) noexcept {
+    return kFilterByTag ? kHeaderBytes + markBytes(capacity) : kHeaderBytes;
+  }
+  static std::size_t marksOffset(uint32_t capacity) noexcept {
+    return kFilterByTag ? kHeaderBytes : kHeaderBytes + capacity * sizeof(Node);
+  }
+  static std::size_t bytes(uint32_t capacity) noexcept {
+    return kHeaderBytes + markBytes(capacity) + capacity * sizeof(Node);
+  }
   static Node* nodes(HashMap2018BucketHeader* b) noexcept {
     return reinterpret_cast<Node*>(reinterpret_cast<unsigned char*>(b) + nodeOffset(b->capacity));
   }
@@ -180,10 +191,10 @@ struct HashMap2018BucketLayout {
     return reinterpret_cast<const Node*>(reinterpret_cast<const unsigned char*>(b) + nodeOffset(b->capacity));
   }
   static uint8_t* marks(HashMap2018BucketHeader* b) noexcept {
-    return reinterpret_cast<uint8_t*>(b) + kMarksOffset;
+    return reinterpret_cast<uint8_t*>(b) + marksOffset(b->capacity);
   }
   static const uint8_t* marks(const HashMap2018BucketHeader* b) noexcept {
-    return reinterpret_cast<const uint8_t*>(b) + kMarksOffset;
+    return reinterpret_cast<const uint8_t*>(b) + marksOffset(b->capacity);
   }
   /// A bucket with no nodes yet, one reference, marks clear.
   static HashMap2018BucketHeader* allocate(uint32_t capacity) {

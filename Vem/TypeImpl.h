@@ -199,6 +199,20 @@ struct TypeImpl {
     return true;
   }
 
+  /// After an entry went out (or was withheld): a withheld key is owed by the dirty-key pass, one that
+  /// went out is owed no more.
+  template <std::size_t I>
+  static void noteEntryWritten(Sa& sa, const typename S<I>::Key& k, bool written) {
+    Flow* f = sa.flowOutAs<Flow>();
+    if (f == nullptr) return;
+    auto& dirty = f->template dirtyKeys<I>();
+    if (written)
+      dirty.erase(k);
+    else
+      dirty.insert(k);
+    f->vemIsCollDirtyIs(A<I>::id, !written);
+  }
+
   template <std::size_t I>
   static void writeCollEntry(Sa& sa, const typename S<I>::Key& k, const typename S<I>::Value* stored = nullptr) {
     using K = typename S<I>::Key;
@@ -211,14 +225,7 @@ struct TypeImpl {
     if (sa.multicastMode() && sa.doMessageMulticast(wire, size, &writeEntry<K, V>, &entry)) return;
     Out* out = sa.collSerializeCheck(A<I>::id, deleted, size);
     if (out != nullptr) writeGranted(sa, *out, &writeEntry<K, V>, &entry);
-    if (Flow* f = sa.flowOutAs<Flow>()) {
-      auto& dirty = f->template dirtyKeys<I>();
-      if (out == nullptr)
-        dirty.insert(k);
-      else
-        dirty.erase(k);
-      f->vemIsCollDirtyIs(A<I>::id, out == nullptr);
-    }
+    noteEntryWritten<I>(sa, k, out != nullptr);
   }
 
   template <std::size_t I>
@@ -305,14 +312,7 @@ struct TypeImpl {
       out = sa.refCollSerializeCheck(A<I>::id, keySize, **found, &entry.target);
       if (out != nullptr) writeGranted(sa, *out, &writeRefEntryPayload<K>, &entry);
     }
-    if (Flow* f = sa.flowOutAs<Flow>()) {
-      auto& dirty = f->template dirtyKeys<I>();
-      if (out == nullptr)
-        dirty.insert(k);
-      else
-        dirty.erase(k);
-      f->vemIsCollDirtyIs(A<I>::id, out == nullptr);
-    }
+    noteEntryWritten<I>(sa, k, out != nullptr);
   }
 
   template <std::size_t I>

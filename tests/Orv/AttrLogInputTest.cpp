@@ -80,14 +80,7 @@ struct ListMirror : ::testing::Test {
   }
   template <class Fn>
   void record(uint8_t kind, uint16_t attribute, Fn&& payload, uint32_t entity = 1) {
-    out.u32(entity);
-    out.u8(kind);
-    out.u16(attribute);
-    const std::size_t at = bytes.size();
-    out.u32(0);
-    payload();
-    const uint32_t n = static_cast<uint32_t>(bytes.size() - at - 4);
-    for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>(n >> (8 * (3 - i)));
+    MirrorTest::appendRecord(out, entity, kind, attribute, payload);
   }
   void entry(const char* key, bool value) {
     record(0, 258, [&] {

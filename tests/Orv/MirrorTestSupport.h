@@ -49,6 +49,20 @@ inline std::string dump(const Orv::PortGroupDir& d) {
   return s;
 }
 
+// Appends one framed record to `out`: entity id, kind, attribute, the payload that `writePayload` writes,
+// and the payload's length filled in once it is known. For hand-made (and deliberately bad) records.
+template <class Fn>
+void appendRecord(Vem::NboAttrLog::Out& out, uint32_t entity, uint8_t kind, uint16_t attribute, Fn&& writePayload) {
+  std::string& bytes = out.buffer();
+  out.u32(entity);
+  out.u8(kind);
+  out.u16(attribute);
+  const std::size_t at = bytes.size();
+  out.u32(0);
+  writePayload();
+  Vem::NboAttrLog::putBigEndian(bytes.data() + at, bytes.size() - at - 4, 4);
+}
+
 // A sender and a demuxer in one process; the mirror root is the first root the demuxer builds.
 struct Pair {
   Vem::NboAttrLog::Sender sender;

@@ -1,6 +1,8 @@
 // A directory of references to port statuses on the attribute log: the records of one entry and one
 // deletion, the referenced statuses carried while filed and mirrored with every later change, malformed
 // references refused whole, and random changes to directories and statuses under random small room.
+#include "MirrorTestSupport.h"
+
 #include <Orv/OrvInterfaceTypes.h>
 
 #include <Vem/NboAttrLogDemux.h>
@@ -181,14 +183,7 @@ struct DirMirror : ::testing::Test {
   }
   template <class Fn>
   void record(uint32_t entity, uint8_t kind, uint16_t attribute, Fn&& payload) {
-    out.u32(entity);
-    out.u8(kind);
-    out.u16(attribute);
-    const std::size_t at = bytes.size();
-    out.u32(0);
-    payload();
-    const uint32_t n = static_cast<uint32_t>(bytes.size() - at - 4);
-    for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>(n >> (8 * (3 - i)));
+    MirrorTest::appendRecord(out, entity, kind, attribute, payload);
   }
   template <class Fn>
   void root(uint32_t id, const char* type, Fn&& params) {
