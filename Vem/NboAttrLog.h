@@ -46,14 +46,6 @@ class Out {
   void bytes(const void* p, std::size_t n) { buffer_.append(static_cast<const char*>(p), n); }
   /// A string: its 4-byte length, then its bytes, no terminator.
   void string(std::string_view s) {
-    // Short strings (names, interface names) go out in one append with their length.
-    char b[64];
-    if (s.size() <= sizeof b - 4) {
-      putBigEndian(b, s.size(), 4);
-      std::memcpy(b + 4, s.data(), s.size());
-      buffer_.append(b, 4 + s.size());
-      return;
-    }
     u32(static_cast<uint32_t>(s.size()));
     buffer_.append(s);
   }
