@@ -174,6 +174,21 @@ struct LogTraits {
     else if constexpr (std::is_integral_v<T>) return sizeof(T);
     else return attrLogSize(&v);
   }
+  /// The same bytes as write(), stored at `to` (room for size(v) bytes is there); returns where they end.
+  static char* put(char* to, const T& v) noexcept
+    requires(std::is_enum_v<T> || std::is_integral_v<T>)
+  {
+    if constexpr (std::is_enum_v<T>) {
+      NboAttrLog::putBigEndian(to, static_cast<uint32_t>(v), 4);
+      return to + 4;
+    } else if constexpr (std::is_same_v<T, bool>) {
+      *to = v ? 1 : 0;
+      return to + 1;
+    } else {
+      NboAttrLog::putBigEndian(to, static_cast<std::make_unsigned_t<T>>(v), sizeof(T));
+      return to + sizeof(T);
+    }
+  }
 };
 
 template <>
@@ -181,6 +196,18 @@ struct LogTraits<Lumo::String> {
   static void write(NboAttrLog::Out& out, const Lumo::String& v) { out.string(v.view()); }
   static void read(NboAttrLog::In& in, Lumo::String& v) { v = in.string(); }
   static std::size_t size(const Lumo::String& v) { return 4 + v.size(); }
+  static char* put(char* to, const Lumo::String& v) noexcept {
+    NboAttrLog::putBigEndian(to, v.size(), 4);
+    std::memcpy(to + 4, v.data(), v.size());
+    return to + 4 + v.size();
+  }
+};
+
+/// Log forms whose bytes can be stored straight into room reserved for them (their size is known before
+/// writing, and writing cannot fail): records made only of these skip the growing output stream.
+template <class T>
+concept LogPuttable = requires(char* to, const T& v) {
+  { LogTraits<T>::put(to, v) } -> std::same_as<char*>;
 };
 
 [[noreturn]] void failWithAttrLogValueCollectionDefaultKey();
@@ -245,6 +272,12 @@ struct LogTraits<double> {
     std::memcpy(&v, &bits, 8);
   }
   static std::size_t size(double) { return 8; }
+  static char* put(char* to, double v) noexcept {
+    uint64_t bits;
+    std::memcpy(&bits, &v, 8);
+    NboAttrLog::putBigEndian(to, bits, 8);
+    return to + 8;
+  }
 };
 
 /// A generated value: its stored fields in declaration order. A value that cannot be written (a

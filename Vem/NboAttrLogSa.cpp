@@ -101,6 +101,25 @@ NboAttrLog::Out* Entity::VemNboAttrLogSa::collSerializeCheck(AttributeId attribu
   return nullptr;
 }
 
+char* Entity::VemNboAttrLogSa::singletonRecordAt(AttributeId attribute, std::size_t payloadSize) {
+  if (sender_ == nullptr) return nullptr;
+  if ((state_ & kRootPending) == 0 && sender_->roomFor(payloadSize)) {
+    if (flowOut_) flowOut_->vemIsDirtyIs(attribute, false);
+    return sender_->appendRecord(id_, NboAttrLog::Frame::attribute, attribute, payloadSize);
+  }
+  ensureFlowOut().vemIsDirtyIs(attribute, true);
+  return nullptr;
+}
+
+char* Entity::VemNboAttrLogSa::collRecordAt(AttributeId attribute, bool deleted, std::size_t payloadSize) {
+  if (sender_ == nullptr) return nullptr;
+  if ((state_ & kRootPending) == 0 && sender_->roomFor(payloadSize))
+    return sender_->appendRecord(id_, NboAttrLog::Frame::attribute,
+                                 deleted ? NboAttrLog::negated(attribute) : attribute, payloadSize);
+  ensureFlowOut();
+  return nullptr;
+}
+
 NboAttrLog::Out* Entity::VemNboAttrLogSa::refCollSerializeCheck(AttributeId attribute, std::size_t keySize,
                                                                Entity& target, EntityId* targetId) {
   if (sender_ == nullptr) return nullptr;
@@ -389,11 +408,11 @@ void Sender::pendingAdd(Entity::VemNboAttrLogSa* sa) {
 void Sender::consume(std::size_t n) noexcept {
   assert(recordStart_ == std::string::npos && "Vem/NboAttrLogSa: output taken while a record is open");
   head_ += std::min(n, buffered());
-  if (head_ == buffer_.size()) {
-    buffer_.clear();
-    head_ = 0;
-  } else if (head_ >= 4096 && head_ * 2 >= buffer_.size()) {
+  if (head_ == end_) {
+    head_ = end_ = 0;  // the bytes stay allocated as room for the next records
+  } else if (head_ >= 4096 && head_ * 2 >= end_) {
     buffer_.erase(0, head_);
+    end_ -= head_;
     head_ = 0;
   }
 }
@@ -406,7 +425,8 @@ bool Sender::roomFor(std::size_t payloadSize) const noexcept {
 
 Out* Sender::beginRecord(EntityId entity, uint8_t kind, AttributeId attribute) {
   assert(recordStart_ == std::string::npos && "Vem/NboAttrLogSa: a record begins inside another");
-  recordStart_ = buffer_.size();
+  buffer_.resize(end_);  // the stream appends right after the output
+  recordStart_ = end_;
   char header[kHeaderSize];
   putBigEndian(header, entity.value, 4);
   header[4] = static_cast<char>(kind);
@@ -414,6 +434,23 @@ Out* Sender::beginRecord(EntityId entity, uint8_t kind, AttributeId attribute) {
   putBigEndian(header + 7, 0, 4);  // the length, set at commit
   buffer_.append(header, kHeaderSize);
   return &out_;
+}
+
+char* Sender::appendRecord(EntityId entity, uint8_t kind, AttributeId attribute, std::size_t payloadSize) {
+  assert(recordStart_ == std::string::npos && "Vem/NboAttrLogSa: a record begins inside another");
+  if (payloadSize > Frame::kMaxPayload) failRecordTooLong();
+  const std::size_t size = kHeaderSize + payloadSize;
+  // Room is zeroed a step at a time: a record written through the stream trims it, and the next sized
+  // record should not pay for the whole capacity again.
+  constexpr std::size_t kRoomStep = 512;
+  if (buffer_.size() - end_ < size) buffer_.resize(end_ + std::max(size, kRoomStep));
+  char* header = buffer_.data() + end_;
+  end_ += size;
+  putBigEndian(header, entity.value, 4);
+  header[4] = static_cast<char>(kind);
+  putBigEndian(header + 5, attribute, 2);
+  putBigEndian(header + 7, payloadSize, 4);
+  return header + kHeaderSize;
 }
 
 void Sender::commitRecord() {
@@ -424,6 +461,7 @@ void Sender::commitRecord() {
     failRecordTooLong();
   }
   putBigEndian(buffer_.data() + recordStart_ + 7, length, 4);
+  end_ = buffer_.size();
   recordStart_ = std::string::npos;
 }
 
@@ -440,9 +478,8 @@ void Sender::writeMarker(EntityId entity, AttributeId attribute, uint8_t type) {
 }
 
 bool Sender::takeBackMarker(std::size_t markerEnd) noexcept {
-  if (recordStart_ != std::string::npos || buffer_.size() != markerEnd || markerEnd < head_ + kMarkerSize)
-    return false;
-  buffer_.resize(markerEnd - kMarkerSize);
+  if (recordStart_ != std::string::npos || end_ != markerEnd || markerEnd < head_ + kMarkerSize) return false;
+  end_ = markerEnd - kMarkerSize;
   return true;
 }
 

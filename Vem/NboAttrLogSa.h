@@ -144,6 +144,11 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
   /// itself; *targetId receives its id.
   NboAttrLog::Out* refCollSerializeCheck(AttributeId attribute, std::size_t keySize, Entity& target,
                                          EntityId* targetId);
+  /// The same checks for a record whose payload size is exact and whose writer cannot fail: the whole
+  /// record is laid out at once (header complete) and the caller stores exactly payloadSize bytes at the
+  /// address returned before anything else touches the output. Null when the room does not allow it.
+  char* singletonRecordAt(AttributeId attribute, std::size_t payloadSize);
+  char* collRecordAt(AttributeId attribute, bool deleted, std::size_t payloadSize);
   /// Ends the record begun by a granted check.
   void outSmCommitMessage();
   /// Room for the begin and end markers of a whole-collection pass (held back for the end marker
@@ -237,8 +242,8 @@ class Sender {
 
   void roomIs(std::size_t bytes) noexcept { room_ = bytes; }
   std::size_t room() const noexcept { return room_; }
-  std::size_t buffered() const noexcept { return buffer_.size() - head_; }
-  std::string_view output() const noexcept { return std::string_view(buffer_).substr(head_); }
+  std::size_t buffered() const noexcept { return written() - head_; }
+  std::string_view output() const noexcept { return std::string_view(buffer_.data() + head_, written() - head_); }
   /// The transport has taken the first n bytes of output().
   void consume(std::size_t n) noexcept;
   /// Writes withheld output while the room allows. True when nothing is withheld any more.
@@ -255,11 +260,14 @@ class Sender {
   bool roomFor(std::size_t payloadSize) const noexcept;
   /// Begins a record and returns the output to write its payload to.
   Out* beginRecord(EntityId entity, uint8_t kind, AttributeId attribute);
+  /// Appends a whole record of a known payload size, header complete, and returns where its payload
+  /// goes: one step instead of a header, appends and a pass back for the length.
+  char* appendRecord(EntityId entity, uint8_t kind, AttributeId attribute, std::size_t payloadSize);
   void commitRecord();
   void abandonRecord() noexcept;
   void writeMarker(EntityId entity, AttributeId attribute, uint8_t type);
   /// Where the output ends now (a position for takeBackMarker).
-  std::size_t outputEnd() const noexcept { return buffer_.size(); }
+  std::size_t outputEnd() const noexcept { return written(); }
   /// Removes the marker that ends at markerEnd, if nothing follows it and the transport has not taken it.
   bool takeBackMarker(std::size_t markerEnd) noexcept;
   void reserveIs(std::size_t bytes) noexcept { reserve_ = bytes; }
@@ -285,8 +293,15 @@ class Sender {
   void releaseUnreferenced();
   bool resume(Entity::VemNboAttrLogSa& adapter);
 
+  // Where the written bytes end: at end_, or, while a stream-written record is open, at the buffer's end.
+  std::size_t written() const noexcept { return recordStart_ == std::string::npos ? end_ : buffer_.size(); }
+
+  // Output is buffer_[head_, end_); the bytes past end_ are room already sized into the string, so
+  // that a record of known size is laid out without growing the string. A record written through the
+  // stream (out_) first trims them and appends.
   std::string buffer_;
   std::size_t head_ = 0;
+  std::size_t end_ = 0;
   std::size_t room_;
   std::size_t reserve_ = 0;
   std::size_t recordStart_ = std::string::npos;

@@ -193,6 +193,12 @@ struct TypeImpl {
     const V& v = sa.entityAs<T>().*A<I>::field;
     const std::size_t size = LogTraits<V>::size(v);
     if (sa.multicastMode() && sa.doMessageMulticast(A<I>::id, size, &writeValue<V>, &v)) return true;
+    if constexpr (LogPuttable<V>) {
+      char* to = sa.singletonRecordAt(A<I>::id, size);
+      if (to == nullptr) return false;
+      LogTraits<V>::put(to, v);
+      return true;
+    }
     Out* out = sa.singletonSerializeCheck(A<I>::id, size);
     if (out == nullptr) return false;
     writeGranted(sa, *out, &writeValue<V>, &v);
@@ -223,6 +229,15 @@ struct TypeImpl {
     const std::size_t size = LogTraits<K>::size(k) + (deleted ? 0 : LogTraits<V>::size(*v));
     const AttributeId wire = deleted ? NboAttrLog::negated(A<I>::id) : A<I>::id;
     if (sa.multicastMode() && sa.doMessageMulticast(wire, size, &writeEntry<K, V>, &entry)) return;
+    if constexpr (LogPuttable<K> && LogPuttable<V>) {
+      char* to = sa.collRecordAt(A<I>::id, deleted, size);
+      if (to != nullptr) {
+        to = LogTraits<K>::put(to, k);
+        if (!deleted) LogTraits<V>::put(to, *v);
+      }
+      noteEntryWritten<I>(sa, k, to != nullptr);
+      return;
+    }
     Out* out = sa.collSerializeCheck(A<I>::id, deleted, size);
     if (out != nullptr) writeGranted(sa, *out, &writeEntry<K, V>, &entry);
     noteEntryWritten<I>(sa, k, out != nullptr);
@@ -674,8 +689,7 @@ struct TypeImpl {
   }
 
   static void doHandleAttrDeserialization(Sa& sa, AttributeId id, uint8_t, uint32_t length, In& in) {
-    NboAttrLog::Demuxer& d = sa.streamDemuxer();
-    if (sa.readOnlyProxy() && !d.allowWriteFromReadOnlyRemote(sa, id))
+    if (sa.readOnlyProxy() && !sa.streamDemuxer().allowWriteFromReadOnlyRemote(sa, id))
       throwWriteUpdateFromReadOnlyProxyException(T::vemType(), id);
     const bool handled = anyAttr<Attrs>([&]<std::size_t I>() {
       using Attr = A<I>;

@@ -1,0 +1,49 @@
+// The attribute log's two writers of a field: the growing output stream (Out) and the store into room
+// reserved for a whole record (put). Records are byte-exact on the wire, so both must give the same
+// bytes for every field kind that has a put form.
+#include <Vem/NboAttrLog.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <string>
+
+namespace {
+
+enum class Colour : uint8_t { red = 0, blue = 200 };
+
+template <class T>
+void expectPutMatchesWrite(const T& v) {
+  static_assert(Vem::LogPuttable<T>);
+  std::string streamed;
+  Vem::NboAttrLog::Out out(streamed);
+  Vem::LogTraits<T>::write(out, v);
+  ASSERT_EQ(streamed.size(), Vem::LogTraits<T>::size(v));
+  // Guard bytes on both sides: put writes exactly size(v) bytes and says where it stopped.
+  std::string room(streamed.size() + 2, '\x5a');
+  char* end = Vem::LogTraits<T>::put(room.data() + 1, v);
+  EXPECT_EQ(end, room.data() + 1 + streamed.size());
+  EXPECT_EQ(room.substr(1, streamed.size()), streamed);
+  EXPECT_EQ(room.front(), '\x5a');
+  EXPECT_EQ(room.back(), '\x5a');
+}
+
+TEST(LogForm, PutWritesTheStreamBytesForEveryPrimitiveKind) {
+  expectPutMatchesWrite(true);
+  expectPutMatchesWrite(false);
+  expectPutMatchesWrite(uint8_t{0xfe});
+  expectPutMatchesWrite(int16_t{-2});
+  expectPutMatchesWrite(uint16_t{0x1234});
+  expectPutMatchesWrite(int32_t{std::numeric_limits<int32_t>::min()});
+  expectPutMatchesWrite(uint32_t{0xdeadbeef});
+  expectPutMatchesWrite(int64_t{-1});
+  expectPutMatchesWrite(uint64_t{0x0102030405060708});
+  expectPutMatchesWrite(Colour::blue);
+  expectPutMatchesWrite(-0.5);
+  expectPutMatchesWrite(Lumo::String());
+  expectPutMatchesWrite(Lumo::String("Ethernet3/1"));
+  expectPutMatchesWrite(Lumo::String(std::string(300, 'x')));
+}
+
+}  // namespace
