@@ -110,8 +110,24 @@ private:
     }
   }
 
+  // Keys are mostly short names (interface names, VRF names): up to 16 bytes compare as two
+  // overlapping words in registers, without a library call; never a byte outside either string.
   static bool equal(std::string_view a, std::string_view b) noexcept {
-    return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size()) == 0);
+    const std::size_t n = a.size();
+    if (n != b.size()) return false;
+    const char* p = a.data();
+    const char* q = b.data();
+    if (n >= 8 && n <= 16)
+      return load<uint64_t>(p) == load<uint64_t>(q) && load<uint64_t>(p + n - 8) == load<uint64_t>(q + n - 8);
+    if (n >= 4 && n < 8)
+      return load<uint32_t>(p) == load<uint32_t>(q) && load<uint32_t>(p + n - 4) == load<uint32_t>(q + n - 4);
+    return n == 0 || std::memcmp(p, q, n) == 0;
+  }
+  template <class Word>
+  static Word load(const char* p) noexcept {
+    Word w;
+    std::memcpy(&w, p, sizeof w);
+    return w;
   }
   static std::strong_ordering compare(std::string_view a, std::string_view b) noexcept {
     const std::size_t common = a.size() < b.size() ? a.size() : b.size();

@@ -62,6 +62,24 @@ TEST(String, ComparesWithOtherStringForms) {
   EXPECT_EQ(v.data(), s.data());
 }
 
+// Equality reads short strings a word at a time: every length around the word sizes, with the one
+// differing byte at every position, and equal bytes in separate blocks.
+TEST(String, EqualityCatchesEveryDifferingByteAtEveryLength) {
+  for (std::size_t n = 0; n <= 40; ++n) {
+    std::string bytes;
+    for (std::size_t i = 0; i < n; ++i) bytes += static_cast<char>('a' + i % 26);
+    const String base(bytes);
+    EXPECT_TRUE(base == String(bytes) && base == std::string_view(bytes)) << n;
+    EXPECT_FALSE(base == String(bytes + "x")) << n;
+    for (std::size_t at = 0; at < n; ++at) {
+      std::string other = bytes;
+      other[at] = static_cast<char>(other[at] ^ 0x80);
+      EXPECT_FALSE(base == String(other)) << n << " at " << at;
+      EXPECT_FALSE(base == std::string_view(other)) << n << " at " << at;
+    }
+  }
+}
+
 TEST(String, CopiesShareMovesEmpty) {
   String a("shared bytes");
   String b = a;
