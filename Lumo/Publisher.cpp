@@ -72,7 +72,7 @@ void Publisher::publishChangeRecursive(AttributeId attributeId, const void* key,
         std::erase(list.entries, nullptr);
         list.hasHoles = false;
       }
-      publisher.freeIfUnused();
+      if (list.live == 0) publisher.freeIfUnused();  // checked here: this runs after every publish
     }
   } guard(*this, list);
 
