@@ -396,6 +396,18 @@ struct TypeImpl {
     });
   }
 
+  /// One entry of a whole-collection pass, at the iterator. A plain entry goes out with the value the
+  /// iterator holds (the map has not changed since the pass began), not looked up again by its key.
+  template <std::size_t I, class It>
+  static void writePassEntry(Sa& sa, const It& it) {
+    if constexpr (A<I>::kind == AttrKind::collection || A<I>::kind == AttrKind::keyedValues) {
+      writeCollEntry<I>(sa, it.key(), &it.value());
+    } else {
+      const typename S<I>::Key k = it.key();
+      writeKeyed<I>(sa, k);
+    }
+  }
+
   template <class Map>
   static uint32_t layoutOf(const Map& map) noexcept {
     if constexpr (requires { map.bucketCount(); })
@@ -417,8 +429,7 @@ struct TypeImpl {
       const uint32_t version = map.version();
       for (auto it = map.begin(); it.valid(); it.next()) {
         if (map.version() != version) NboAttrLog::throwPassOnChangedCollection(id);
-        const K k = it.key();
-        writeKeyed<I>(sa, k);
+        writePassEntry<I>(sa, it);
       }
       sa.passEnd(id);
       return true;
@@ -451,13 +462,13 @@ struct TypeImpl {
       auto& dirty = f->template dirtyKeys<I>();
       for (; it.valid(); it.next()) {
         if (map.version() != version) NboAttrLog::throwPassOnChangedCollection(id);
-        const K k = it.key();
+        const K& k = it.key();  // the iterator holds its entry
         if (!sa.continueFlowOut()) {
           f->bookmarkIs(id, k, layoutOf(map));
           return interrupted();
         }
         dirty.erase(k);
-        writeKeyed<I>(sa, k);
+        writePassEntry<I>(sa, it);
         if (f->hasBookmark()) return interrupted();
         if (f->vemIsCollDirty(id)) {
           f->bookmarkIs(id, k, layoutOf(map));
