@@ -132,10 +132,16 @@ class HashMap2018 {
         return SetResult::replaced;
       }
     }
+    insertNew(p, make);
+    return SetResult::inserted;
+  }
+  // Out of line, so that the update of a present key (a lookup and a store) inlines into its caller
+  // without the insert path's frame and spills.
+  template <class Make>
+  [[gnu::noinline]] void insertNew(Place p, Make& make) {
     alignas(Node) unsigned char storage[sizeof(Node)];
     make(static_cast<void*>(storage));
     engine_.insertAt(p, std::launder(reinterpret_cast<Node*>(storage)));  // consumes the node
-    return SetResult::inserted;
   }
   Engine engine_;
 };
