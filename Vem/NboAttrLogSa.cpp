@@ -82,42 +82,50 @@ NboAttrLog::FlowOut& Entity::VemNboAttrLogSa::ensureFlowOut() {
   return *flowOut_;
 }
 
-NboAttrLog::Out* Entity::VemNboAttrLogSa::singletonSerializeCheck(AttributeId attribute, std::size_t payloadSize) {
-  if (sender_ == nullptr) return nullptr;
-  if ((state_ & kRootPending) == 0 && sender_->roomFor(payloadSize)) {
-    if (flowOut_) flowOut_->vemIsDirtyIs(attribute, false);
-    return sender_->beginRecord(id_, NboAttrLog::Frame::attribute, attribute);
+namespace {
+
+using Sa = Entity::VemNboAttrLogSa;
+
+// Whether a record of a scalar may go out now. One that may not is marked dirty in the flow-out record
+// and goes out when the room is freed; one that goes out is owed no more.
+bool singletonGranted(Sa& sa, AttributeId attribute, std::size_t payloadSize) {
+  if ((sa.state() & Sa::kRootPending) == 0 && sa.sender()->roomFor(payloadSize)) {
+    if (NboAttrLog::FlowOut* f = sa.flowOut()) f->vemIsDirtyIs(attribute, false);
+    return true;
   }
-  ensureFlowOut().vemIsDirtyIs(attribute, true);
-  return nullptr;
+  sa.ensureFlowOut().vemIsDirtyIs(attribute, true);
+  return false;
+}
+
+// The same for a collection entry; a withheld one is remembered by key in the flow-out record.
+bool collGranted(Sa& sa, std::size_t payloadSize) {
+  if ((sa.state() & Sa::kRootPending) == 0 && sa.sender()->roomFor(payloadSize)) return true;
+  sa.ensureFlowOut();
+  return false;
+}
+
+}  // namespace
+
+NboAttrLog::Out* Entity::VemNboAttrLogSa::singletonSerializeCheck(AttributeId attribute, std::size_t payloadSize) {
+  if (sender_ == nullptr || !singletonGranted(*this, attribute, payloadSize)) return nullptr;
+  return sender_->beginRecord(id_, NboAttrLog::Frame::attribute, attribute);
+}
+
+char* Entity::VemNboAttrLogSa::singletonRecordAt(AttributeId attribute, std::size_t payloadSize) {
+  if (sender_ == nullptr || !singletonGranted(*this, attribute, payloadSize)) return nullptr;
+  return sender_->appendRecord(id_, NboAttrLog::Frame::attribute, attribute, payloadSize);
 }
 
 NboAttrLog::Out* Entity::VemNboAttrLogSa::collSerializeCheck(AttributeId attribute, bool deleted,
                                                             std::size_t payloadSize) {
-  if (sender_ == nullptr) return nullptr;
-  if ((state_ & kRootPending) == 0 && sender_->roomFor(payloadSize))
-    return sender_->beginRecord(id_, NboAttrLog::Frame::attribute, deleted ? NboAttrLog::negated(attribute) : attribute);
-  ensureFlowOut();
-  return nullptr;
-}
-
-char* Entity::VemNboAttrLogSa::singletonRecordAt(AttributeId attribute, std::size_t payloadSize) {
-  if (sender_ == nullptr) return nullptr;
-  if ((state_ & kRootPending) == 0 && sender_->roomFor(payloadSize)) {
-    if (flowOut_) flowOut_->vemIsDirtyIs(attribute, false);
-    return sender_->appendRecord(id_, NboAttrLog::Frame::attribute, attribute, payloadSize);
-  }
-  ensureFlowOut().vemIsDirtyIs(attribute, true);
-  return nullptr;
+  if (sender_ == nullptr || !collGranted(*this, payloadSize)) return nullptr;
+  return sender_->beginRecord(id_, NboAttrLog::Frame::attribute, deleted ? NboAttrLog::negated(attribute) : attribute);
 }
 
 char* Entity::VemNboAttrLogSa::collRecordAt(AttributeId attribute, bool deleted, std::size_t payloadSize) {
-  if (sender_ == nullptr) return nullptr;
-  if ((state_ & kRootPending) == 0 && sender_->roomFor(payloadSize))
-    return sender_->appendRecord(id_, NboAttrLog::Frame::attribute,
-                                 deleted ? NboAttrLog::negated(attribute) : attribute, payloadSize);
-  ensureFlowOut();
-  return nullptr;
+  if (sender_ == nullptr || !collGranted(*this, payloadSize)) return nullptr;
+  return sender_->appendRecord(id_, NboAttrLog::Frame::attribute,
+                               deleted ? NboAttrLog::negated(attribute) : attribute, payloadSize);
 }
 
 NboAttrLog::Out* Entity::VemNboAttrLogSa::refCollSerializeCheck(AttributeId attribute, std::size_t keySize,
@@ -423,15 +431,21 @@ bool Sender::roomFor(std::size_t payloadSize) const noexcept {
   return used <= room_ && kHeaderSize + payloadSize <= room_ - used;
 }
 
+namespace {
+void putHeader(char* to, EntityId entity, uint8_t kind, AttributeId attribute, std::size_t payloadSize) noexcept {
+  putBigEndian(to, entity.value, 4);
+  to[4] = static_cast<char>(kind);
+  putBigEndian(to + 5, attribute, 2);
+  putBigEndian(to + 7, payloadSize, 4);
+}
+}  // namespace
+
 Out* Sender::beginRecord(EntityId entity, uint8_t kind, AttributeId attribute) {
   assert(recordStart_ == std::string::npos && "Vem/NboAttrLogSa: a record begins inside another");
   buffer_.resize(end_);  // the stream appends right after the output
   recordStart_ = end_;
   char header[kHeaderSize];
-  putBigEndian(header, entity.value, 4);
-  header[4] = static_cast<char>(kind);
-  putBigEndian(header + 5, attribute, 2);
-  putBigEndian(header + 7, 0, 4);  // the length, set at commit
+  putHeader(header, entity, kind, attribute, 0);  // the length, set at commit
   buffer_.append(header, kHeaderSize);
   return &out_;
 }
@@ -446,10 +460,7 @@ char* Sender::appendRecord(EntityId entity, uint8_t kind, AttributeId attribute,
   if (buffer_.size() - end_ < size) buffer_.resize(end_ + std::max(size, kRoomStep));
   char* header = buffer_.data() + end_;
   end_ += size;
-  putBigEndian(header, entity.value, 4);
-  header[4] = static_cast<char>(kind);
-  putBigEndian(header + 5, attribute, 2);
-  putBigEndian(header + 7, payloadSize, 4);
+  putHeader(header, entity, kind, attribute, payloadSize);
   return header + kHeaderSize;
 }
 
