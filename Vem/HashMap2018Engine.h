@@ -94,31 +94,47 @@ class HashMap2018Engine {
   /// The first of a bucket's n nodes whose key equals k, or n. With the tag filter the marks are
   /// compared eight at a time: a zero byte of (marks without mark bits) ^ (tag in every byte) is a
   /// candidate, so the loop branches once per candidate instead of once per node. The zero-byte test
-  /// may also flag a byte above a true zero; the key comparison sorts that out.
-  static uint32_t scan(const Bucket* b, const Key& k, uint8_t tag) noexcept {
-    const Node* nodes = Layout::nodes(b);
+  /// may also flag a byte above a true zero; the key comparison sorts that out. Buckets rarely hold
+  /// more than eight nodes, so the first word is checked inline and the rest out of line.
+  [[gnu::always_inline]] static uint32_t scan(const Bucket* b, const Key& k, uint8_t tag) noexcept {
     const uint32_t n = b->count;
     if constexpr (!kFilterByTag) {
+      const Node* nodes = Layout::nodes(b);
       for (uint32_t p = 0; p < n; ++p)
         if (Glue::keyEqualsNode(k, nodes[p])) return p;
       return n;
     } else {
-      constexpr uint64_t kOnes = 0x0101010101010101u;
-      const uint8_t* meta = Layout::marks(b);
-      const uint64_t tags = kOnes * tag;
-      for (uint32_t base = 0; base < n; base += 8) {
-        uint64_t word;
-        std::memcpy(&word, meta + base, 8);  // the marks take whole words
-        const uint64_t diff = (word & ~(kOnes * kMark)) ^ tags;
-        uint64_t hits = (diff - kOnes) & ~diff & (kOnes << 7);
-        if (n - base < 8) hits &= (uint64_t{1} << (8 * (n - base))) - 1;
-        for (; hits != 0; hits &= hits - 1) {
-          const uint32_t p = base + static_cast<uint32_t>(std::countr_zero(hits)) / 8;
-          if (Glue::keyEqualsNode(k, nodes[p])) return p;
-        }
-      }
-      return n;
+      assert(n != 0 && "Vem/HashMap2018: an empty bucket left in a slot");
+      const uint32_t p = scanWord(b, k, tag, 0, n < 8 ? n : 8);
+      return p == n && n > 8 ? scanFrom(b, k, tag, 8) : p;
     }
+  }
+
+  static constexpr uint64_t kEveryByte = 0x0101010101010101u;
+
+  /// The first match among nodes [base, base + inWord) (at most 8), or the bucket's count.
+  [[gnu::always_inline]] static uint32_t scanWord(const Bucket* b, const Key& k, uint8_t tag, uint32_t base,
+                                                 uint32_t inWord) noexcept {
+    uint64_t word;
+    std::memcpy(&word, Layout::marks(b) + base, 8);  // the marks take whole words
+    const uint64_t diff = (word & ~(kEveryByte * kMark)) ^ (kEveryByte * tag);
+    // Only the bytes of nodes in this word: a shift, not a branch on the count.
+    uint64_t hits = (diff - kEveryByte) & ~diff & (kEveryByte << 7) & (~uint64_t{0} >> (64 - 8 * inWord));
+    const Node* nodes = Layout::nodes(b);
+    for (; hits != 0; hits &= hits - 1) {
+      const uint32_t p = base + static_cast<uint32_t>(std::countr_zero(hits)) / 8;
+      if (Glue::keyEqualsNode(k, nodes[p])) return p;
+    }
+    return b->count;
+  }
+  /// The words after the first, for the rare bucket longer than eight nodes.
+  [[gnu::noinline]] static uint32_t scanFrom(const Bucket* b, const Key& k, uint8_t tag, uint32_t base) noexcept {
+    const uint32_t n = b->count;
+    for (; base < n; base += 8) {
+      const uint32_t p = scanWord(b, k, tag, base, n - base < 8 ? n - base : 8);
+      if (p != n) return p;
+    }
+    return n;
   }
 
   const Node* find(const Key& k) const noexcept {
