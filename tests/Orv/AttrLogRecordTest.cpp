@@ -131,20 +131,6 @@ TEST(AttrLogRecord, UnknownAttributeIdsAreRefused) {
   EXPECT_FALSE(h.freeResyncState(*f));
 }
 
-TEST(AttrLogRecord, PortVlanPairIsTenBytes) {
-  PortVlanPair p(Pelix::IntfId("Ethernet1"), 0x0102);
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  Vem::LogTraits<PortVlanPair>::write(out, p);
-  ASSERT_EQ(bytes.size(), 10u);
-  EXPECT_EQ(Vem::LogTraits<PortVlanPair>::size(p), 10u);
-  EXPECT_EQ(hex(bytes.substr(8)), "0102");
-  Vem::NboAttrLog::In in(bytes);
-  PortVlanPair back;
-  Vem::LogTraits<PortVlanPair>::read(in, back);
-  EXPECT_EQ(back, p);
-}
-
 // A value's collection: entries then one default key; the default key cannot be carried, a repeated
 // key is refused.
 TEST(AttrLogRecord, ValueCollectionsEndWithTheDefaultKey) {

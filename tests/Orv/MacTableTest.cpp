@@ -9,6 +9,8 @@
 #include <Lumo/Publisher.h>
 #include <Vem/Reflect.h>
 
+#include "AnnouncementLog.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -20,14 +22,7 @@ using Bridging::MacVlanPair;
 using OrvTypes::MacAddressTableEntry;
 using OrvTypes::RemoteMacAddressTableEntry;
 using Pelix::IntfId;
-
-struct Announcements : Lumo::Subscriber {
-  explicit Announcements(Vem::Entity& e) : entity(e) { e.publisher().subscriberAdd(this); }
-  ~Announcements() override { entity.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
-  Vem::Entity& entity;
-  std::vector<uint16_t> ids;
-};
+using Announcements = OrvTest::AnnouncedIds;
 
 MacVlanPair macIn(const char* mac, uint16_t vlan) { return MacVlanPair(Pelix::EthAddr(mac), Bridging::VlanId(vlan)); }
 

@@ -1,5 +1,5 @@
 // Mirroring tunnel status: the next-hop texts, the next-hop set's log form with its end mark, and the
-// GRE and VXLAN entries of the status entity.
+// status entity mirrored with its next hops.
 #include <Orv/OrvMirroringGreTunnelTypes.h>
 
 #include "MirrorTestSupport.h"
@@ -69,20 +69,6 @@ TEST(GreTunnelNextHopInfoColl, LogFormIsTwentyThreeBytesPerEntryAndTwentySixMore
   std::string out;
   Vem::NboAttrLog::Out w(out);
   EXPECT_THROW(w << withDefault, Vem::RangeException) << "the end mark cannot be carried as an entry";
-}
-
-TEST(MirroringGreTunnelStatus, GreAndVxlanEntriesLiveApart) {
-  auto status = mirroringGreTunnelStatusFactory(Lumo::String("mirror"));
-  const IntfId tunnel("Tunnel5");
-  auto gre = status->greTunnelIs(tunnel);
-  auto vxlan = status->vxlanTunnelIs(tunnel);
-  EXPECT_EQ(gre->greIntfId(), tunnel);
-  EXPECT_EQ(vxlan->vxlanIntfId(), tunnel);
-  EXPECT_EQ(gre->tunnelParams(), Mirroring::GreTunnelKey());
-  EXPECT_EQ(gre->nextHopInfoColl(), GreTunnelNextHopInfoColl());
-  EXPECT_TRUE(status->greTunnelDel(tunnel));
-  EXPECT_FALSE(status->greTunnel(tunnel));
-  EXPECT_TRUE(status->vxlanTunnel(tunnel));
 }
 
 TEST(MirroringGreTunnelStatus, MirrorReceivesEntriesWithTheirNextHops) {

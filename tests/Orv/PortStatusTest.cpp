@@ -32,28 +32,6 @@ struct Seen : Lumo::Subscriber {
   std::vector<const void*> olds;
 };
 
-TEST(InterfaceTypesRegistration, TypesInOrderAndTheReferenceCollection) {
-  const char* names[] = {"OrvTypes::FaultType", "OrvTypes::OrvPortStatus", "OrvTypes::OrvPortStatusDir",
-                         "OrvTypes::KernelInterfaceStatus"};
-  for (uint16_t i = 0; i < 4; ++i) {
-    auto t = Vem::Registry::typeByName(names[i]);
-    ASSERT_TRUE(t.has_value()) << names[i];
-    EXPECT_EQ(t->index(), i) << names[i];
-  }
-  EXPECT_EQ(sizeof(FaultType), 1u);
-  EXPECT_EQ(FaultTypeInstance(3), FaultType::localAndRemote);
-  EXPECT_EQ(FaultTypeInstance("remote"), FaultType::remote);
-  EXPECT_EQ(stringValue(FaultType::none), "none");
-  auto dir = OrvPortStatusDir::vemType();
-  EXPECT_EQ(dir.memberById(258)->flagsA, 0xdc21);
-  EXPECT_EQ(dir.refName(dir.memberById(258)->keyType), "Pelix::IntfId");
-  auto port = OrvPortStatus::vemType();
-  EXPECT_EQ(port.memberById(154), nullptr);  // built from its interface, not a name
-  EXPECT_EQ(port.memberById(258)->flagsA, 0x2c00);
-  EXPECT_EQ(port.memberById(262)->flagsA, 0xdc00);
-  EXPECT_EQ(port.impl().constructFromCtorArgs, nullptr);  // made only by its agent
-}
-
 TEST(OrvPortStatus, DefaultsAndSettersAnnounceOnlyChanges) {
   auto port = OrvPortStatusIs(et1);
   EXPECT_EQ(port->intfName(), et1);

@@ -9,6 +9,8 @@
 #include <Vem/TextForm.h>
 
 #include <Brek/HashMix.h>
+#include "OrvTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -29,15 +31,6 @@ using Pelix::IpGenPrefix;
 using Pelix::Prefix;
 
 const char* const kInvalidPrefix = "Pelix::Prefix::validAsPrefix != true not allowed";
-
-std::string errorOf(auto&& fn) {
-  try {
-    fn();
-  } catch (const Vem::RangeException& e) {
-    return e.what();
-  }
-  return "no error";
-}
 
 template <class T = CompactIpPrefix>
 T rawCompact(IpAddr addr, uint32_t word) {
@@ -114,22 +107,22 @@ TEST(CompactIpPrefix, NullPrefixIsLength33AndReadsBackAsTheNullPrefix) {
 
 TEST(CompactIpPrefix, ReadingAnInvalidPackingIsRefusedWithThePlatformMessage) {
   // Host bits after the length.
-  EXPECT_EQ(errorOf([] { rawCompact(IpAddr(10, 0, 0, 1), 24).prefix(); }), kInvalidPrefix);
-  EXPECT_EQ(errorOf([] { rawCompact(IpAddr(1, 0, 0, 0), 0).prefix(); }), kInvalidPrefix);
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([] { rawCompact(IpAddr(10, 0, 0, 1), 24).prefix(); }), kInvalidPrefix);
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([] { rawCompact(IpAddr(1, 0, 0, 0), 0).prefix(); }), kInvalidPrefix);
   // Lengths 34-63 exist only in the packed word.
   for (uint32_t len : {34u, 40u, 63u})
-    EXPECT_EQ(errorOf([&] { rawCompact(IpAddr(), len).prefix(); }), kInvalidPrefix) << len;
+    EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([&] { rawCompact(IpAddr(), len).prefix(); }), kInvalidPrefix) << len;
   // The edges that are valid: /32 with every bit, /0 of 0.0.0.0, /31 with the last bit clear.
   EXPECT_EQ(rawCompact(IpAddr(10, 0, 0, 1), 32).prefix(), Prefix("10.0.0.1/32"));
   EXPECT_EQ(rawCompact(IpAddr(), 5u << 6).prefix(), Prefix("0.0.0.0/0"));
   EXPECT_EQ(rawCompact(IpAddr(10, 0, 0, 2), 31).prefix(), Prefix("10.0.0.2/31"));
-  EXPECT_EQ(errorOf([] { rawCompact(IpAddr(10, 0, 0, 3), 31).prefix(); }), kInvalidPrefix);
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([] { rawCompact(IpAddr(10, 0, 0, 3), 31).prefix(); }), kInvalidPrefix);
   // The route key reads through the same check, for its prefix, its text and its order.
   VrfAndPrefix bad;
   bad.storageIs(rawCompact<PrefixAndVrfId>(IpAddr(10, 0, 0, 1), (3u << 6) | 24));
-  EXPECT_EQ(errorOf([&] { bad.prefix(); }), kInvalidPrefix);
-  EXPECT_EQ(errorOf([&] { bad.stringValue(); }), kInvalidPrefix);
-  EXPECT_EQ(errorOf([&] { (void)(bad < VrfAndPrefix(VrfId(3), Prefix("10.0.0.0/8"))); }), kInvalidPrefix);
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([&] { bad.prefix(); }), kInvalidPrefix);
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([&] { bad.stringValue(); }), kInvalidPrefix);
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([&] { (void)(bad < VrfAndPrefix(VrfId(3), Prefix("10.0.0.0/8"))); }), kInvalidPrefix);
   // The generic interface's "less" carries the refusal to the tool instead of ending the process.
   auto t = VrfAndPrefix::vemType();
   VrfAndPrefix good(VrfId(3), Prefix("10.0.0.0/8"));
@@ -299,7 +292,7 @@ TEST(AddressKeys, ConversionsDropTheLengthAndCarryOrDropTheInterface) {
   // Back to a route key with a length of the caller's choosing, the address kept as it is.
   EXPECT_EQ(a.asVrfAndIp6Prefix(64), routeKey);
   EXPECT_EQ(a.asVrfAndIp6Prefix(128).prefix(), Ip6Prefix("2001:db8::1/128"));
-  EXPECT_EQ(errorOf([&] { a.asVrfAndIp6Prefix(129); }), "Pelix::Ip6Prefix::length > 128 not allowed");
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([&] { a.asVrfAndIp6Prefix(129); }), "Pelix::Ip6Prefix::length > 128 not allowed");
 }
 
 TEST(AddressKeys, OwnHashesFollowTheirRecipes) {

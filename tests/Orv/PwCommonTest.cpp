@@ -11,12 +11,16 @@
 #include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
+#include "OrvTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
 namespace {
 
+using OrvTest::logBytes;
+using OrvTest::readBack;
 using namespace OrvPw;
 using Bridging::VlanIdOrAny;
 using Bridging::VlanIdOrAnyOrNone;
@@ -25,20 +29,6 @@ using Pelix::IntfId;
 LocalConnectorInfo circuit(uint16_t tag, uint16_t intVlan, const char* sub = "Ethernet1/1.10") {
   return LocalConnectorInfo(IntfId("Ethernet1/1"), IntfId(sub), VlanIdOrAny(tag), VlanIdOrAnyOrNone(20),
                             VlanIdOrAny(intVlan), true, false);
-}
-
-template <class T>
-std::string logged(const T& value) {
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  out << value;
-  return bytes;
-}
-
-template <class T>
-T readBack(const std::string& bytes) {
-  Vem::NboAttrLog::In in(bytes);
-  return T(&in, Vem::StreamBogon{});
 }
 
 // Reads a value's member through the registration tables, as a tool that does not know the type would.
@@ -51,17 +41,6 @@ Out genericGet(const T& value, uint16_t attributeId) {
   Out out{};
   EXPECT_EQ(t.impl().attributeOp(&out, const_cast<T*>(&value), &field, Vem::OpCode::get, nullptr, nullptr), 0);
   return out;
-}
-
-TEST(PwCommon, EnumerationsAreHeldInU32AndOnlyTheFecIndexIsSettable) {
-  EXPECT_EQ(Vem::Registry::typeByName("OrvPw::PwUpdateStatus")->record().baseType, -9);
-  EXPECT_EQ(sizeof(PatchType), 4u);
-  EXPECT_THROW(PwUpdateStatusInstance(6), Vem::RangeException);
-  // Field ids as the generic interface numbers them; of the two, only the FEC index has a setter.
-  const Vem::VemType lci = LocalConnectorInfo::vemType();
-  EXPECT_EQ(lci.memberById(8)->flagsA, 0x2c00);
-  EXPECT_EQ(lci.memberById(9)->flagsA, 0x9c00);
-  EXPECT_EQ(PwDecapInfo::vemType().memberById(8)->flagsA, 0x9c00);
 }
 
 TEST(LocalConnectorInfo, PortConnectorNeedsBothTagsAny) {
@@ -119,7 +98,7 @@ TEST(LocalConnectorInfo, TextAndLogCarryTheEightStoredFields) {
   EXPECT_NE(text.find("hwFecIndex"), std::string::npos);
   EXPECT_EQ(Vem::strepToValue<LocalConnectorInfo>(text), a);
 
-  const std::string bytes = logged(a);
+  const std::string bytes = logBytes(a);
   EXPECT_EQ(bytes.size(), 8u + 8 + 2 + 2 + 2 + 1 + 1 + 8);
   EXPECT_EQ(readBack<LocalConnectorInfo>(bytes), a);
   EXPECT_EQ(readBack<LocalConnectorInfo>(bytes).hwFecIndex(), 0x1122334455667788ull);
@@ -139,14 +118,14 @@ TEST(PwDecapInfo, DefaultsToNoLabelAndLogsInTableOrder) {
 
   const PwDecapInfo decap(Pelix::MplsLabel(1000), IntfId("Pseudowire7"), true,
                           Pseudowire::PseudowireType::pwTypeEthernetTagged, true, false);
-  EXPECT_EQ(logged(decap).size(), 4u + 8 + 1 + 4 + 1 + 1 + 8);
-  EXPECT_EQ(readBack<PwDecapInfo>(logged(decap)), decap);
+  EXPECT_EQ(logBytes(decap).size(), 4u + 8 + 1 + 4 + 1 + 1 + 8);
+  EXPECT_EQ(readBack<PwDecapInfo>(logBytes(decap)), decap);
   const PwHwDecapInfo hwDecap(Pelix::MplsLabel(1000), true, Pseudowire::PseudowireType::pwTypeEthernetTagged, false, true, 9);
-  EXPECT_EQ(logged(hwDecap).size(), 4u + 1 + 4 + 1 + 1 + 8);
-  EXPECT_EQ(readBack<PwHwDecapInfo>(logged(hwDecap)), hwDecap);
+  EXPECT_EQ(logBytes(hwDecap).size(), 4u + 1 + 4 + 1 + 1 + 8);
+  EXPECT_EQ(readBack<PwHwDecapInfo>(logBytes(hwDecap)), hwDecap);
   const PwHwEncapInfo encap(IntfId("Ethernet2"), Pelix::MplsLabel(17), true, Bridging::VlanIdOrNone(10),
                             Bridging::VlanIdOrNone(0), Pseudowire::Dot1qTagOperation::tagOpSwap, false, true, 3);
-  const std::string bytes = logged(encap);
+  const std::string bytes = logBytes(encap);
   ASSERT_EQ(bytes.size(), 8u + 4 + 1 + 2 + 2 + 4 + 1 + 1 + 8);
   EXPECT_EQ(readBack<PwHwEncapInfo>(bytes), encap);
   EXPECT_EQ(Vem::strepToValue<PwHwEncapInfo>(encap.stringValue().view()), encap);

@@ -1,8 +1,6 @@
 // The router MAC tables: keys that differ only in type or mask are different entries, the key's order,
-// hash, text and log form, and a table mirrors through the attribute log.
+// hash, text and log form.
 #include <Orv/OrvRouterMacDb.h>
-
-#include "MirrorTestSupport.h"
 
 #include <Vem/NboAttrLog.h>
 #include <Vem/TextForm.h>
@@ -39,12 +37,6 @@ TEST(RouterMacDb, KeysDifferingInTypeMaskOrInterfaceAreDifferentEntries) {
   EXPECT_EQ(db->macDb(key(RouterMacType::RouterMacInterface)), nullptr);
   EXPECT_EQ(vrrp->macTypeMask(), key(RouterMacType::RouterMacVrrp));
   EXPECT_EQ(vrrp->parent(), db.get());
-}
-
-TEST(RouterMacStatusDb, StatusStartsAsInstallFailed) {
-  auto db = orvRouterMacStatusDbFactory(Lumo::String("status"));
-  auto st = db->macStatusDbIs(key(RouterMacType::RouterMacMlagPeer));
-  EXPECT_EQ(st->status(), RouterMacStatus::RouterMacInstallFailed);
 }
 
 TEST(MacTypeMask, OrderHashTextAndLogFollowTheFieldsInOrder) {
@@ -86,36 +78,6 @@ TEST(MacTypeMask, OrderHashTextAndLogFollowTheFieldsInOrder) {
   Vem::NboAttrLog::In in(bytes);
   EXPECT_EQ(MacTypeMask(&in, Vem::StreamBogon{}), k);
   EXPECT_EQ(sizeof(RouterMacType), 1u);
-}
-
-std::string dump(const OrvRouterMacStatusDb& db) {
-  std::map<std::string, std::string> rows;
-  db.macStatusDb().forEach([&](const MacTypeMask& k, const Lumo::Ptr<OrvRouterMacStatus>& e) {
-    rows[k.stringValue().stdString()] =
-        std::string(e->v4OrV6RoutingEnabled() ? "routed " : "") + stringValue(e->status()).stdString();
-  });
-  std::string s;
-  for (auto& [k, v] : rows) s += k + " " + v + "\n";
-  return s;
-}
-
-TEST(RouterMacStatusDb, MirrorsThroughTheAttributeLog) {
-  auto db = OrvRouterMacStatusDbIs(Lumo::String("status"));
-  db->macStatusDbIs(key(RouterMacType::RouterMacSystem))->statusIs(RouterMacStatus::RouterMacInstallSuccess);
-  db->macStatusDbIs(key(RouterMacType::RouterMacVrrp))->v4OrV6RoutingEnabledIs(true);
-  MirrorTest::Pair p;
-  p.sender.attach(db);
-  p.drain();
-  ASSERT_TRUE(p.mirror);
-  auto& mirror = p.mirrorAs<OrvRouterMacStatusDb>();
-  EXPECT_EQ(dump(mirror), dump(*db));
-  // Later changes, a deletion among them, follow.
-  db->macStatusDbIs(key(RouterMacType::RouterMacGateway, EthAddr(0xff, 0xff, 0, 0, 0, 0)))->statusIs(RouterMacStatus::RouterMacNotSupported);
-  db->macStatusDbDel(key(RouterMacType::RouterMacSystem));
-  db->macStatusDb(key(RouterMacType::RouterMacVrrp))->statusIs(RouterMacStatus::RouterMacNotInstalled);
-  p.drain();
-  EXPECT_EQ(dump(mirror), dump(*db));
-  EXPECT_EQ(mirror.macStatusDb().size(), 2u);
 }
 
 }  // namespace

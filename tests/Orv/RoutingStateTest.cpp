@@ -1,6 +1,6 @@
 // Routing switches, the VRF table status with its FIB-table view, the export flags and the prefix
 // counter configuration: what an agent sees through setters and announcements, and what a mirror
-// receives over the attribute log.
+// of the VRF table receives over the attribute log.
 #include <Orv/OrvOpenConfigTypes.h>
 #include <Orv/OrvPrefixCounterCliConfig.h>
 #include <Orv/OrvRoutingState.h>
@@ -25,40 +25,6 @@ namespace {
 using namespace Orv;
 
 using Announcements = OrvTest::AnnouncedIds;
-
-TEST(RoutingState, FlagsCompareOneByOneAndTravelAsFiveBytes) {
-  RoutingState all;
-  EXPECT_EQ(all, RoutingState());
-  EXPECT_FALSE(all);
-  using Setter = void (RoutingState::*)(bool);
-  const Setter setters[] = {&RoutingState::routingEnabledIs, &RoutingState::routing6EnabledIs,
-                            &RoutingState::multicastRoutingEnabledIs, &RoutingState::multicastRouting6EnabledIs,
-                            &RoutingState::mplsRoutingEnabledIs};
-  for (Setter set : setters) {
-    RoutingState one;
-    (one.*set)(true);
-    EXPECT_NE(one, RoutingState());
-    EXPECT_TRUE(one);
-    EXPECT_EQ(Vem::strepToValue<RoutingState>(one.stringValue().view()), one) << one.stringValue().stdString();
-    (all.*set)(true);
-  }
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  out << all;
-  EXPECT_EQ(bytes, std::string(5, '\1'));
-  EXPECT_EQ(attrLogSize(&all), 5u);
-  EXPECT_EQ(all.stringValue().stdString(),
-            "Orv::RoutingState(routingEnabled=true, routing6Enabled=true, multicastRoutingEnabled=true, "
-            "multicastRouting6Enabled=true, mplsRoutingEnabled=true)");
-}
-
-TEST(RoutingState, GenericInterfaceRefusesToHashItAndTheModuleNamesNoForeignType) {
-  const Vem::VemType t = RoutingState::vemType();
-  EXPECT_EQ(Vem::GenericIfImpl::valueMethods(t)->hash, nullptr);
-  // Only built-in types are used: neither module has a type-reference table.
-  EXPECT_EQ(t.module()->typeRefs, nullptr);
-  EXPECT_EQ(OcAftExportFlags::vemType().module()->typeRefs, nullptr);
-}
 
 TEST(VrfTableStatus, FibTableViewAnswersZeroAndWritesThroughToTheNameSet) {
   auto status = VrfTableStatusIs(Lumo::String("vrfs"));
@@ -121,29 +87,6 @@ TEST(PrefixCounterCliConfig, ChildrenAreKeyedByVrfNotByName) {
   const Vem::VemType t = CountedPrefixLens::vemType();
   EXPECT_EQ(t.memberByName("nameString"), nullptr);
   EXPECT_EQ(t.memberByName("vrfName")->attributeId, 258);
-}
-
-TEST(PrefixCounterCliConfig, MirrorReceivesChildrenAndTheirLengths) {
-  MirrorTest::Pair pair(64);  // little room: the state arrives over several resumes
-  auto config = PrefixCounterCliConfigIs(Lumo::String("counters"));
-  config->primaryBackupDedicatedIs(true);
-  for (const char* vrf : {"default", "red", "blue"}) {
-    auto lens = config->vrfPrefixLensIs(L3::VrfName(vrf));
-    for (uint8_t len : {8, 16, 24}) lens->prefixLenIs(len);
-  }
-  pair.sender.attach(config);
-  pair.drain();
-  config->vrfPrefixLensDel(L3::VrfName("blue"));
-  config->vrfPrefixLens(L3::VrfName("red"))->prefixLenDel(16);
-  pair.drain();
-  const auto& mirror = pair.mirrorAs<PrefixCounterCliConfig>();
-  EXPECT_TRUE(mirror.primaryBackupDedicated());
-  EXPECT_EQ(mirror.vrfPrefixLens().size(), 2u);
-  auto red = mirror.vrfPrefixLens(L3::VrfName("red"));
-  ASSERT_TRUE(red);
-  EXPECT_EQ(red->prefixLen().size(), 2u);
-  EXPECT_FALSE(red->prefixLenHas(16));
-  EXPECT_EQ(mirror.vrfPrefixLens(L3::VrfName("default"))->prefixLen().size(), 3u);
 }
 
 }  // namespace

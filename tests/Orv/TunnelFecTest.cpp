@@ -10,6 +10,8 @@
 #include <Vem/Backup.h>
 #include <Vem/GenericIf.h>
 
+#include "AnnouncementLog.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -21,17 +23,7 @@ namespace {
 
 using namespace Orv;
 using Tunnel::TunnelTable::TunnelId;
-
-class Announcements : public Lumo::Subscriber {
- public:
-  explicit Announcements(Vem::Entity& e) : entity_(e) { entity_.publisher().subscriberAdd(this); }
-  ~Announcements() override { entity_.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
-  std::vector<Lumo::AttributeId> ids;
-
- private:
-  Vem::Entity& entity_;
-};
+using Announcements = OrvTest::AnnouncedIds;
 
 ObjTupleAndFecId pair(uint64_t tuple, uint64_t fec) { return ObjTupleAndFecId(L2Rib::ObjTuple(tuple), Drove::Fib::FecId(fec)); }
 

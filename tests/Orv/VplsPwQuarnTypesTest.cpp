@@ -13,6 +13,8 @@
 #include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
+#include "AnnouncementLog.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -28,11 +30,6 @@ using Bridging::VlanIdOrNone;
 using Lumo::String;
 using Pelix::IntfId;
 
-struct Announcements : Lumo::Subscriber {
-  std::vector<Lumo::AttributeId> ids;
-  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
-};
-
 VplsPwIntfInfo pw(const char* intf, uint32_t label, bool standby = false) {
   return VplsPwIntfInfo(IntfId(intf), Pelix::MplsLabel(label), Tunnel::TunnelTable::TunnelId(),
                         true, Pseudowire::FlowLabelType::flowLabelBoth, String("vpls1"), String("group"), true,
@@ -43,30 +40,6 @@ std::string dump(const HwVplsPwDecapConfig& config, uint32_t indent) {
   auto ctx = Lumo::newNode<Brek::DumpContext>();
   config.dumpState(ctx, indent);
   return ctx->str();
-}
-
-TEST(VplsPwQuarnTypes, RegistersElevenTypesInOrder) {
-  const char* names[] = {"Orv::VplsPwIntfInfo",        "Orv::VplsPwIntfVlanKey", "Orv::HwVplsPwConfig",
-                         "Orv::HwVplsPwDecapConfig",   "Orv::VplsEncapAdditionalId", "Orv::HwVplsPwStatus",
-                         "Orv::VplsVlanPwIntfSet",     "Orv::HwVplsMactConfig",  "Orv::VplsIntfKey",
-                         "Orv::VplsPwIntfAdditionalDataMap", "Orv::EvpnVplsInteropStatus"};
-  for (uint16_t i = 0; i < 11; ++i) {
-    auto t = Vem::Registry::typeByName(names[i]);
-    ASSERT_TRUE(t.has_value()) << names[i];
-    EXPECT_EQ(t->index(), i) << names[i];
-  }
-  // The value-keyed collection names the key field inside its values.
-  const Vem::MemberRecord* byKey = HwVplsPwConfig::vemType().memberById(258);
-  ASSERT_NE(byKey, nullptr);
-  const uint32_t keyField = byKey->extra;
-  EXPECT_EQ(keyField, VplsPwIntfInfo::vemType().memberById(2)->nameOffset());  // pwIntfId
-  const Vem::VemType decap = HwVplsPwDecapConfig::vemType();
-  for (uint16_t id : {261, 262}) {
-    const uint16_t flags = decap.memberById(id)->flagsA;
-    EXPECT_EQ(flags, 0xdc00) << id;
-  }
-  const uint16_t setFlags = VplsVlanPwIntfSet::vemType().memberById(259)->flagsB;
-  EXPECT_EQ(setFlags, 0x0109);
 }
 
 TEST(VplsPwValues, DefaultsTextAndLogRoundTrip) {
@@ -89,8 +62,7 @@ TEST(VplsPwValues, DefaultsTextAndLogRoundTrip) {
 
 TEST(HwVplsPwConfig, FilesEachValueUnderItsOwnInterface) {
   auto config = hwVplsPwConfigFactory(String("config"));
-  Announcements seen;
-  config->publisher().subscriberAdd(&seen);
+  OrvTest::AnnouncedIds seen(*config);
   config->vplsPwIntfInfoIs(pw("Pseudowire1", 100));
   config->vplsPwIntfInfoIs(pw("Pseudowire2", 200));
   config->vplsPwIntfInfoIs(pw("Pseudowire1", 100));        // equal: nothing
@@ -101,7 +73,6 @@ TEST(HwVplsPwConfig, FilesEachValueUnderItsOwnInterface) {
   EXPECT_EQ(config->vplsPwIntfInfo(IntfId("Pseudowire2")).encapLabel().value(), 200u);
   config->vplsPwIntfInfoDel(IntfId("Pseudowire2"));
   EXPECT_EQ(config->vplsPwIntfInfo(IntfId("Pseudowire2")), VplsPwIntfInfo());
-  config->publisher().subscriberDel(&seen);
 }
 
 TEST(HwVplsPwDecapConfig, AbsentVlanTagIsNoneAndFlagsAnnounceChanges) {
@@ -112,14 +83,12 @@ TEST(HwVplsPwDecapConfig, AbsentVlanTagIsNoneAndFlagsAnnounceChanges) {
   EXPECT_EQ(config->vlanTagInfo(key).value(), 20);
   EXPECT_TRUE(config->vlanTagInfo(VplsPwIntfVlanKey(IntfId("Pseudowire1"), VlanId(11))).isNone());
 
-  Announcements seen;
-  config->publisher().subscriberAdd(&seen);
+  OrvTest::AnnouncedIds seen(*config);
   config->startupSyncDoneIs(false);  // already false
   config->startupSyncDoneIs(true);
   config->restartDoneIs(true);
   config->restartDoneIs(true);
   EXPECT_EQ(seen.ids, (std::vector<Lumo::AttributeId>{261, 262}));
-  config->publisher().subscriberDel(&seen);
 }
 
 TEST(HwVplsPwDecapConfig, DumpOfAnEmptyEntityIsFourLines) {
@@ -185,34 +154,6 @@ struct GenericDumpCall {
   }
 };
 
-TEST(HwVplsPwDecapConfig, DumpStateIsRegisteredAsAnOperationWithTwoParameters) {
-  const Vem::VemType t = HwVplsPwDecapConfig::vemType();
-  const Vem::MemberRecord* m = t.memberById(263);
-  ASSERT_NE(m, nullptr);
-  EXPECT_EQ(t.memberName(*m), "dumpState");
-  EXPECT_EQ(m->flagsA, 0x0810);
-  EXPECT_EQ(m->flagsB, 0);
-  EXPECT_EQ(m->type, -4);  // returns nothing
-  EXPECT_EQ(m->keyType, -1);
-  EXPECT_EQ(m, &t.members().back());
-  ASSERT_NE(m->firstParam, 0);
-  auto params = t.params(m->firstParam);
-  ASSERT_EQ(params.size(), 2u);
-  EXPECT_EQ(t.paramName(params[0]), "dumpCtx");
-  EXPECT_EQ(t.paramTypeName(params[0]), "Brek::DumpContext");
-  EXPECT_EQ(t.paramName(params[1]), "indentCount");
-  EXPECT_EQ(t.paramTypeName(params[1]), "U32");
-  EXPECT_TRUE(t.module()->params[m->firstParam + 2].terminator());
-  // The dump context is a registered platform entity type: tools hold references to it.
-  const auto ctxType = Vem::Registry::typeByName("Brek::DumpContext");
-  ASSERT_TRUE(ctxType.has_value());
-  EXPECT_TRUE(ctxType->isEntity());
-  EXPECT_TRUE(ctxType->members().empty());
-  EXPECT_EQ(ctxType->impl().constructFromCtorArgs, nullptr);
-  Vem::AnyValue none{Vem::TypeHandle(*ctxType)};
-  EXPECT_EQ(none.text(), "null");
-}
-
 TEST(HwVplsPwDecapConfig, DumpStateThroughTheGenericInterfaceWritesTheSameBytes) {
   auto config = hwVplsPwDecapConfigFactory(String("decap"));
   GenericDumpCall call;
@@ -251,8 +192,7 @@ TEST(HwVplsPwDecapConfig, GenericDumpStateRefusesMissingArgumentsAndOtherCodes) 
 
 TEST(VplsPwIntfAdditionalDataMap, AllocatorWrapsAndAnnouncesOnlyChanges) {
   auto map = vplsPwIntfAdditionalDataMapFactory(String("adj"));
-  Announcements seen;
-  map->publisher().subscriberAdd(&seen);
+  OrvTest::AnnouncedIds seen(*map);
   EXPECT_EQ(map->pwAdjIndexAllocatorInc(0), 0u);  // no change, no announcement
   map->pwAdjIndexAllocatorIs(UINT64_MAX);
   map->pwAdjIndexAllocatorIs(UINT64_MAX);
@@ -268,7 +208,6 @@ TEST(VplsPwIntfAdditionalDataMap, AllocatorWrapsAndAnnouncesOnlyChanges) {
   map->pwAdjIndexDel(IntfId("Pseudowire1"));
   EXPECT_EQ(map->pwAdjIndexToPwIntfId(7), IntfId("Pseudowire1"));
   EXPECT_EQ(seen.ids.size(), 6u);
-  map->publisher().subscriberDel(&seen);
 }
 
 TEST(HwVplsMactConfig, OwnsOneSetPerVlan) {
