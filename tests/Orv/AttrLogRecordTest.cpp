@@ -7,6 +7,8 @@
 #include <Vem/NboAttrLogFlow.h>
 #include <Vem/TypeImpl.h>
 
+#include "OrvTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -16,15 +18,7 @@ namespace {
 using namespace Orv;
 using Vem::NboAttrLog::Sender;
 
-std::string hex(std::string_view bytes) {
-  static const char* digits = "0123456789abcdef";
-  std::string s;
-  for (unsigned char c : bytes) {
-    s += digits[c >> 4];
-    s += digits[c & 15];
-  }
-  return s;
-}
+using OrvTest::hex;
 
 // A sender whose initial sync of a PortList named "pl" has been taken already.
 struct PortListOnStream : ::testing::Test {

@@ -1,4 +1,5 @@
-// Helpers of the value tests: the message of what a call throws, and a value's attribute-log bytes.
+// Helpers of the value and record tests: the message of what a call throws, a value's attribute-log
+// bytes, and bytes as hex.
 #pragma once
 
 #include <Vem/NboAttrLog.h>
@@ -8,6 +9,7 @@
 #include <cstddef>
 #include <exception>
 #include <string>
+#include <string_view>
 
 namespace OrvTest {
 
@@ -31,6 +33,17 @@ std::string logBytes(const T& v) {
   out << v;
   EXPECT_EQ(attrLogSize(&v), bytes.size());
   return bytes;
+}
+
+// Bytes as lower-case hex digits, two per byte, for comparing records byte for byte.
+inline std::string hex(std::string_view bytes) {
+  static constexpr char digits[] = "0123456789abcdef";
+  std::string s;
+  for (unsigned char c : bytes) {
+    s += digits[c >> 4];
+    s += digits[c & 15];
+  }
+  return s;
 }
 
 template <class T>
