@@ -1,9 +1,6 @@
-// Routing switches, the VRF table status with its FIB-table view, the export flags and the prefix
-// counter configuration: what an agent sees through setters and announcements, and what a mirror
-// of the VRF table receives over the attribute log.
+// The VRF table status with its hand-written FIB-table view, and the export flags' hand-written summary:
+// what an agent sees through setters and announcements, and what a mirror of the VRF table receives.
 #include <Orv/OrvOpenConfigTypes.h>
-#include <Orv/OrvPrefixCounterCliConfig.h>
-#include <Orv/OrvRoutingState.h>
 #include <Orv/VrfTableTypes.h>
 
 #include "MirrorTestSupport.h"
@@ -76,17 +73,6 @@ TEST(OcAftExportFlags, ExportEnabledWhenAnyTableIsExported) {
     flags->ocAftMplsExportEnabledIs(bits & 4);
     EXPECT_EQ(flags->ocAftExportEnabled(), bits != 0) << bits;
   }
-}
-
-TEST(PrefixCounterCliConfig, ChildrenAreKeyedByVrfNotByName) {
-  auto config = prefixCounterCliConfigFactory(Lumo::String("counters"));
-  auto red = config->vrfPrefixLensIs(L3::VrfName("red"));
-  EXPECT_EQ(red->vrfName(), L3::VrfName("red"));
-  EXPECT_EQ(config->vrfPrefixLens(L3::VrfName("red")).get(), red.get());
-  // No nameString, attributes from 258.
-  const Vem::VemType t = CountedPrefixLens::vemType();
-  EXPECT_EQ(t.memberByName("nameString"), nullptr);
-  EXPECT_EQ(t.memberByName("vrfName")->attributeId, 258);
 }
 
 }  // namespace
