@@ -1,5 +1,5 @@
-// ACL keys and ACL states: the module load order, the bounded VLAN id, the key's compact text form and
-// its parser in use, log forms byte for byte, the key qualified by a VRF, and the interface pair's hashes.
+// ACL keys: the module load order, the key's hand-written compact text form and its parser in use, its log
+// form byte for byte, the key qualified by a VRF, and the interface pair's declared hash.
 #include <Orv/OrvAclQuarnTypes.h>
 
 #include <Brek/HashMix.h>
@@ -46,23 +46,7 @@ TEST(AclQuarnTypesRegistration, LoadedFirst) {
     EXPECT_LT(position(loadOrder[i]), position(loadOrder[i + 1])) << loadOrder[i];
 }
 
-// ---- AclVlanIdOrNone and Constants -----------------------------------------------------------------
-
-TEST(AclVlanIdOrNone, SetUnlessNoVlanUnderTheDefaultMaxAndOrderedByValueThenMax) {
-  EXPECT_FALSE(static_cast<bool>(AclVlanIdOrNone()));
-  EXPECT_FALSE(static_cast<bool>(AclVlanIdOrNone(0, 4095)));
-  EXPECT_TRUE(static_cast<bool>(AclVlanIdOrNone(0, 4094)));
-  EXPECT_TRUE(static_cast<bool>(AclVlanIdOrNone(1)));
-  EXPECT_LT(AclVlanIdOrNone(1, 4095), AclVlanIdOrNone(2, 2));
-  EXPECT_LT(AclVlanIdOrNone(2, 2), AclVlanIdOrNone(2, 3));
-  EXPECT_NE(AclVlanIdOrNone(2, 2), AclVlanIdOrNone(2, 3));
-  EXPECT_EQ(logBytes(AclVlanIdOrNone(0x0102, 0x0fff)), std::string("\x01\x02\x0f\xff", 4));
-  expectLogReadsBack(AclVlanIdOrNone(7, 9));
-  // A log record that breaks the bound is refused.
-  const std::string broken("\x00\x0b\x00\x0a", 4);
-  Vem::NboAttrLog::In in(broken);
-  EXPECT_THROW(AclVlanIdOrNone(&in, Vem::StreamBogon{}), Vem::RangeException);
-}
+// ---- Constants ---------------------------------------------------------------------------------------
 
 TEST(Constants, NoStoredDataAndNoHash) {
   EXPECT_EQ(logBytes(Constants()), "");
@@ -271,25 +255,6 @@ TEST(AclKeyWithVrf, GenericTextFindsTheSeparatorAfterTheKey) {
             0u);
 }
 
-TEST(AclKeyWithVrf, DefaultVrfSortsFirstAndLogFormAppendsTheName) {
-  const AclKey k = key("k");
-  EXPECT_LT(AclKeyWithVrf(k, L3::VrfName("default")), AclKeyWithVrf(k, L3::VrfName("Alpha")));
-  EXPECT_LT(AclKeyWithVrf(k, L3::VrfName("Alpha")), AclKeyWithVrf(k, L3::VrfName("alpha")));
-  EXPECT_LT(AclKeyWithVrf(k, L3::VrfName("")), AclKeyWithVrf(k, L3::VrfName("a")));
-  EXPECT_LT(AclKeyWithVrf(key("a"), L3::VrfName("z")), AclKeyWithVrf(key("b"), L3::VrfName("default")));
-  EXPECT_FALSE(static_cast<bool>(AclKeyWithVrf()));
-  EXPECT_TRUE(static_cast<bool>(AclKeyWithVrf(AclKey(), L3::VrfName("default"))));
-
-  AclKeyWithVrf v(k, L3::VrfName("blue"));
-  EXPECT_EQ(logBytes(v), logBytes(k) + std::string("\0\0\0\x04" "blue", 8));
-  expectLogReadsBack(v);
-  EXPECT_EQ(errorOf([] { L3::VrfName(std::string(101, 'v')); }), "Vem::String::bytes > maxLength() not allowed");
-  EXPECT_EQ(v.hash(0), AclKeyWithVrf(k, L3::VrfName("blue")).hash(0));
-  EXPECT_NE(v.hash(0), AclKeyWithVrf(k, L3::VrfName("bluf")).hash(0));
-}
-
-// ---- Enumerations ------------------------------------------------------------------------------------
-
 // ---- IntfPairKey -------------------------------------------------------------------------------------
 
 TEST(IntfPairKey, DeclaredHashMixesRawIdsAndDiffersFromTheSeededOne) {
@@ -310,24 +275,6 @@ TEST(IntfPairKey, DeclaredHashMixesRawIdsAndDiffersFromTheSeededOne) {
   seeded.hashMix(eth.hash());
   seeded.hashMix(lag.hash());
   EXPECT_EQ(k.hash(5), seeded.result());
-}
-
-TEST(IntfPairKey, OrderTextAndLog) {
-  const Pelix::IntfId a("Ethernet1"), b("Ethernet2");
-  ASSERT_LT(a.raw(), b.raw());
-  EXPECT_LT(IntfPairKey(a, b), IntfPairKey(b, a));
-  EXPECT_LT(IntfPairKey(a, a), IntfPairKey(a, b));
-  EXPECT_FALSE(static_cast<bool>(IntfPairKey()));
-  IntfPairKey k(Pelix::IntfId("Ethernet1"), Pelix::IntfId("Port-Channel2"));
-  EXPECT_EQ(k.stringValue(), "Orv::IntfPairKey(intfId=Ethernet1, lagIntf=Port-Channel2)");
-  EXPECT_EQ(Vem::strepToValue<IntfPairKey>(k.stringValue().view()), k);
-  std::string bytes = logBytes(k);
-  ASSERT_EQ(bytes.size(), 16u);
-  for (int i = 0; i < 8; ++i) {
-    EXPECT_EQ(static_cast<uint8_t>(bytes[i]), static_cast<uint8_t>(k.intfId().raw() >> (56 - 8 * i)));
-    EXPECT_EQ(static_cast<uint8_t>(bytes[8 + i]), static_cast<uint8_t>(k.lagIntf().raw() >> (56 - 8 * i)));
-  }
-  expectLogReadsBack(k);
 }
 
 }  // namespace

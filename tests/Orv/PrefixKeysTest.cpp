@@ -376,27 +376,6 @@ TEST(PrefixKeys, PrefixHashesAreThomasWangsIntegerHash) {
   EXPECT_EQ(Vem::GenericIfImpl::valueMethods(t)->hash(&e, t), e.hash());
 }
 
-TEST(PrefixKeys, EgressIndexesOrderByVrfThenPrefix) {
-  EXPECT_LT(EgressPrefixIndex(VrfId(1), Prefix("10.1.0.0/16")), EgressPrefixIndex(VrfId(1), Prefix("10.0.0.0/8")));
-  EXPECT_LT(EgressPrefixIndex(VrfId(1), Prefix("200.0.0.0/8")), EgressPrefixIndex(VrfId(2), Prefix("1.0.0.0/8")));
-  EXPECT_LT(EgressPrefixIndex(VrfId(0x7fffffff), Prefix("1.0.0.0/8")), EgressPrefixIndex(VrfId(0x80000000), Prefix("1.0.0.0/8")));
-  EXPECT_TRUE(EgressIp6PrefixIndex(VrfId(1), Ip6Prefix("2001:db8:1::/48")) < EgressIp6PrefixIndex(VrfId(1), Ip6Prefix("2001:db8::/32")));
-  EXPECT_TRUE(EgressIp6PrefixIndex(VrfId(1), Ip6Prefix("ffff::/16")) < EgressIp6PrefixIndex(VrfId(2), Ip6Prefix("::/0")));
-}
-
-TEST(VrfAndIpGenPrefix, LogsVrfPrefixAndInterface) {
-  VrfAndIpGenPrefix k = VrfAndIpGenPrefix::linkLocal(VrfId(0x01020304), IpGenPrefix(Prefix("10.0.0.0/8")), IntfId("Ethernet1"));
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  out << k;
-  ASSERT_EQ(bytes.size(), 4u + 6u + 8u);
-  EXPECT_EQ(bytes.substr(0, 10), std::string("\x01\x02\x03\x04\x01\x0a\x00\x00\x00\x08", 10));
-  Vem::NboAttrLog::In in(bytes);
-  EXPECT_EQ(VrfAndIpGenPrefix(&in, Vem::StreamBogon{}), k);
-  EXPECT_LT(VrfAndIpGenPrefix(VrfId(1), IpGenPrefix(Prefix("10.0.0.0/8"))),
-            VrfAndIpGenPrefix(VrfId(1), IpGenPrefix(Ip6Prefix("::/0"))));  // IPv4 before IPv6
-}
-
 // ---- next hops ------------------------------------------------------------------------------------
 
 TEST(NextHopKey, DefaultHasNoAddressAndTheSeededHashReadsStorageAsIpv6) {
@@ -411,29 +390,6 @@ TEST(NextHopKey, DefaultHasNoAddressAndTheSeededHashReadsStorageAsIpv6) {
     h.hashMix(Ip6Addr(Ip6Addr::Bytes{10, 0, 0, 1}).hash());
     EXPECT_EQ(nh.hash(seed), h.result()) << seed;
   }
-  // Ordered by interface first, then address (family, then bytes).
-  EXPECT_LT(NextHopKey(IntfId("Ethernet1"), IpGenAddr(Ip6Addr("::1"))), NextHopKey(IntfId("Ethernet2"), IpGenAddr(IpAddr(1, 1, 1, 1))));
-  EXPECT_LT(NextHopKey(IntfId("Ethernet1"), IpGenAddr(IpAddr(9, 9, 9, 9))), NextHopKey(IntfId("Ethernet1"), IpGenAddr(Ip6Addr("::1"))));
-
-  Lumo::String text = nh.stringValue();
-  EXPECT_EQ(text, "Orv::NextHopKey(intfId=Ethernet4, addr=10.0.0.1)");
-  EXPECT_EQ(Vem::strepToValue<NextHopKey>(text.view()), nh);
-}
-
-TEST(VrfIpGenAddrNhKey, HoldsANextHopAndRoundTrips) {
-  VrfIpGenAddrNhKey k(VrfId(2), IpGenAddr(Ip6Addr("fe80::1")), NextHopKey(IntfId("Ethernet4"), IpGenAddr(IpAddr(10, 0, 0, 1))));
-  Lumo::String text = k.stringValue();
-  EXPECT_EQ(text, "Orv::VrfIpGenAddrNhKey(vrfId=2, ipGenAddr=fe80::1, nhk=Orv::NextHopKey(intfId=Ethernet4, addr=10.0.0.1))");
-  EXPECT_EQ(Vem::strepToValue<VrfIpGenAddrNhKey>(text.view()), k);
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  out << k;
-  EXPECT_EQ(bytes.size(), 4u + 17u + 8u + 5u);
-  Vem::NboAttrLog::In in(bytes);
-  EXPECT_EQ(VrfIpGenAddrNhKey(&in, Vem::StreamBogon{}), k);
-  // The next hop orders last.
-  VrfIpGenAddrNhKey other(VrfId(2), IpGenAddr(Ip6Addr("fe80::1")), NextHopKey(IntfId("Ethernet5"), IpGenAddr()));
-  EXPECT_LT(k, other);
 }
 
 }  // namespace
