@@ -79,17 +79,6 @@ static_assert(!std::three_way_comparable<ParityEvent>);
 static_assert(!std::three_way_comparable<OrvParityEvent>);
 static_assert(std::three_way_comparable<ParityEvent::Key>);
 
-TEST(ParityEventStatus, ImpactAndShowFlagArePartOfTheKey) {
-  auto status = parityEventStatusFactory(String("parity"));
-  status->parityEventIs(eventOf(keyOf(1, 7), 1, 10.0));
-  status->parityEventIs(eventOf(keyOf(1, 7), 2, 11.0));  // same key: replaced
-  status->parityEventIs(eventOf(keyOf(1, 7, Impact::temporary), 1, 1.0));
-  status->parityEventIs(eventOf(keyOf(1, 7, Impact::critical, true), 1, 1.0));
-  EXPECT_EQ(status->parityEvent().size(), 3u);
-  EXPECT_EQ(status->parityEvent(keyOf(1, 7)).count(), 2u);
-  EXPECT_EQ(status->parityEventDel(keyOf(1, 7, Impact::temporary)).key(), keyOf(1, 7, Impact::temporary));
-}
-
 TEST(ParityEventStatus, NanTimeReplacesAndAnnouncesEveryTime) {
   auto status = parityEventStatusFactory(String("parity"));
   const ParityEvent nan = eventOf(keyOf(3, 3), 1, std::numeric_limits<double>::quiet_NaN());
