@@ -103,16 +103,6 @@ TEST_F(PortListOnStream, NewFlowOutMarksByStartAttribute) {
   EXPECT_FALSE(fNone->hasDirtyCollKeys());
 }
 
-TEST(AttrLogRecord, HandlerTableSlots) {
-  const auto* h = Vem::attrLogHandlersOf(PortList::vemType());
-  ASSERT_EQ(h, &Vem::TypeImpl<PortList>::table);
-  EXPECT_NE(h->freeResyncState, nullptr);
-  EXPECT_EQ(h->vemInstantiateSerialize, nullptr);  // PortList instantiates nothing
-  EXPECT_NE(Vem::attrLogHandlersOf(PortGroup::vemType())->vemInstantiateSerialize, nullptr);
-  EXPECT_EQ(h->refersTo, nullptr);  // and files no references
-  EXPECT_NE(h->iterKey, nullptr);
-}
-
 TEST(AttrLogRecord, UnknownAttributeIdsAreRefused) {
   auto list = PortListIs("pl");
   Sender sender;

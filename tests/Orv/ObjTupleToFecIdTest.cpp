@@ -184,9 +184,9 @@ TEST(ObjTupleToFecIdBackup, EntriesOfTheWrongSizeStopTheRestore) {
     std::string key, value, message;
   };
   const std::vector<Case> cases = {
-      {"short key", std::string(7, '\0'), raw(&value, 16), "L2Rib::ObjTuple is 8 bytes, not 7"},
-      {"long value", raw(&one, 8), raw(&value, 16) + "x", "Orv::ObjTupleAndFecId is 16 bytes, not 17"},
-      {"empty value", raw(&one, 8), std::string(), "Orv::ObjTupleAndFecId is 16 bytes, not 0"},
+      {"short key", std::string(7, '\0'), raw(&value, 16), "backup size mismatch: L2Rib::ObjTuple is 8 bytes, not 7"},
+      {"long value", raw(&one, 8), raw(&value, 16) + "x", "backup size mismatch: Orv::ObjTupleAndFecId is 16 bytes, not 17"},
+      {"empty value", raw(&one, 8), std::string(), "backup size mismatch: Orv::ObjTupleAndFecId is 16 bytes, not 0"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
