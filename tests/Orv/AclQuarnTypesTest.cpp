@@ -1,5 +1,5 @@
-// ACL keys and ACL states: registration records, the bounded VLAN id, the key's compact text form and
-// its parser in use, log forms byte for byte, the key qualified by a VRF, and the interface pair's hashes.
+// ACL keys: the module load order, the key's hand-written compact text form and its parser in use, its log
+// form byte for byte, the key qualified by a VRF, and the interface pair's declared hash.
 #include <Orv/OrvAclQuarnTypes.h>
 
 #include <Brek/HashMix.h>
@@ -9,6 +9,8 @@
 #include <Vem/NboAttrLog.h>
 #include <Vem/Registry.h>
 #include <Vem/TextForm.h>
+
+#include "OrvTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -20,92 +22,17 @@
 
 namespace {
 
+using OrvTest::errorOf;
+using OrvTest::expectLogReadsBack;
+using OrvTest::logBytes;
 using namespace Orv;
 using Lumo::String;
-
-template <class F>
-std::string errorOf(F&& f) {
-  try {
-    f();
-  } catch (const std::exception& e) {
-    return e.what();
-  }
-  return "no error";
-}
-
-template <class T>
-std::string logBytes(const T& v) {
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  out << v;
-  EXPECT_EQ(attrLogSize(&v), bytes.size());
-  return bytes;
-}
-
-// Reads back what was written, and refuses every truncation of it.
-template <class T>
-void expectLogReadsBack(const T& v) {
-  const std::string bytes = logBytes(v);
-  Vem::NboAttrLog::In in(bytes);
-  EXPECT_EQ(T(&in, Vem::StreamBogon{}), v);
-  EXPECT_TRUE(in.atEnd());
-  for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
-    Vem::NboAttrLog::In shorter(bytes.data(), cut);
-    EXPECT_THROW(T(&shorter, Vem::StreamBogon{}), Vem::RangeException) << cut;
-  }
-}
 
 AclKey key(const char* name, const char* group = "aclGroupDefault", uint16_t vlan = 0) {
   return AclKey(String(name), Acl::AclType::ip, Acl::AclDirection::in, false, AclVlanIdOrNone(vlan), String(group));
 }
 
-// ---- Registration ----------------------------------------------------------------------------------
-
-struct MemberExpectation {
-  const char* name;
-  uint16_t id, flagsA, flagsB;
-  const char* type;
-  uint32_t extra = 0;
-};
-
-void expectMembers(const Vem::VemType& t, const std::vector<MemberExpectation>& expected) {
-  auto members = t.members();
-  ASSERT_EQ(members.size(), expected.size()) << t.name();
-  for (std::size_t i = 0; i < expected.size(); ++i) {
-    SCOPED_TRACE(std::string(t.name()) + "::" + expected[i].name);
-    EXPECT_EQ(t.memberName(members[i]), expected[i].name);
-    EXPECT_EQ(members[i].attributeId, expected[i].id);
-    EXPECT_EQ(members[i].flagsA, expected[i].flagsA);
-    EXPECT_EQ(members[i].flagsB, expected[i].flagsB);
-    EXPECT_EQ(t.refName(members[i].type), expected[i].type);
-    EXPECT_EQ(members[i].extra, expected[i].extra);
-    EXPECT_EQ(members[i].keyType, -1);
-  }
-}
-
-std::vector<std::string> ctorParams(const Vem::VemType& t) {
-  std::vector<std::string> out;
-  for (const auto& p : t.ctorParams()) out.push_back(std::string(t.paramName(p)) + ":" + std::string(t.paramTypeName(p)));
-  return out;
-}
-
-TEST(AclQuarnTypesRegistration, NineTypesInTheirOrderAndLoadedFirst) {
-  const char* names[] = {"Orv::AclVlanIdOrNone", "Orv::Constants",   "Orv::AclKey",           "Orv::AclKeyWithVrf",
-                         "Orv::AclDataState",    "Orv::AclIntfState", "Orv::AclApplyPhase", "Orv::AclDataHwOperation",
-                         "Orv::IntfPairKey"};
-  const Vem::RegisteredModule* m = Vem::Registry::moduleByName("OrvAclQuarnTypes");
-  ASSERT_NE(m, nullptr);
-  EXPECT_EQ(m->descriptor->typeCount, 9u);
-  for (uint16_t i = 0; i < 9; ++i) {
-    auto t = Vem::Registry::typeByName(names[i]);
-    ASSERT_TRUE(t.has_value()) << names[i];
-    EXPECT_EQ(t->module(), m->descriptor) << names[i];
-    EXPECT_EQ(t->index(), i) << names[i];
-    const bool enumeration = i >= 4 && i <= 7;
-    EXPECT_EQ(t->kind(), enumeration ? 0x25 : 0x21) << names[i];
-    EXPECT_EQ(t->record().baseType, enumeration ? -5 : -1) << names[i];
-    EXPECT_EQ(t->record().firstParam == 0, enumeration || i == 1) << names[i];
-  }
+TEST(AclQuarnTypesRegistration, LoadedFirst) {
   // The library's modules register in load order: these three first, then the others of the library.
   auto position = [](std::string_view module) {
     for (std::size_t i = 0; i < Vem::Registry::moduleCount(); ++i)
@@ -119,114 +46,12 @@ TEST(AclQuarnTypesRegistration, NineTypesInTheirOrderAndLoadedFirst) {
     EXPECT_LT(position(loadOrder[i]), position(loadOrder[i + 1])) << loadOrder[i];
 }
 
-TEST(AclQuarnTypesRegistration, MemberRecordsAndConstructorParameters) {
-  expectMembers(AclVlanIdOrNone::vemType(), {{"value", 2, 0x2c00, 0x2101, "U16"},
-                                             {"max", 3, 0x2c00, 0x2101, "U16"},
-                                             {"vlanSharingId", 4, 0x2800, 0, "U16"}});
-  EXPECT_EQ(ctorParams(AclVlanIdOrNone::vemType()), (std::vector<std::string>{"value:U16", "_max:U16"}));
-  expectMembers(Constants::vemType(), {{"aclGroupDefault", 2, 0x2808, 0, "Vem::String"}});
-  expectMembers(AclKey::vemType(), {{"name", 2, 0x2c00, 0x2101, "Vem::String"},
-                                    {"type", 3, 0x2c00, 0x2101, "Acl::AclType"},
-                                    {"direction", 4, 0x2c00, 0x2101, "Acl::AclDirection"},
-                                    {"standard", 5, 0x2c00, 0x2101, "bool"},
-                                    {"vlanId", 6, 0x2c00, 0x2101, "Orv::AclVlanIdOrNone"},
-                                    {"aclGroup", 7, 0x2c00, 0x2101, "Vem::String"},
-                                    {"isRacl", 8, 0x0810, 0, "bool"},
-                                    {"valueToStrep", 9, 0x0810, 0, "Vem::String"}});
-  EXPECT_EQ(ctorParams(AclKey::vemType()),
-            (std::vector<std::string>{"name:Vem::String", "type:Acl::AclType", "direction:Acl::AclDirection",
-                                      "standard:bool", "vlanId:Orv::AclVlanIdOrNone", "aclGroup:Vem::String"}));
-  expectMembers(AclKeyWithVrf::vemType(),
-                {{"aclKey", 2, 0x2c00, 0x2101, "Orv::AclKey"}, {"vrfName", 3, 0x2c00, 0x2101, "L3::VrfName"}});
-  EXPECT_EQ(ctorParams(AclKeyWithVrf::vemType()), (std::vector<std::string>{"aclKey:Orv::AclKey", "vrfName:L3::VrfName"}));
-  expectMembers(IntfPairKey::vemType(), {{"intfId", 2, 0x2c00, 0x2101, "Pelix::IntfId"},
-                                         {"lagIntf", 3, 0x2c00, 0x2101, "Pelix::IntfId"},
-                                         {"hash", 4, 0x0810, 0, "U32"}});
-  EXPECT_EQ(ctorParams(IntfPairKey::vemType()), (std::vector<std::string>{"intfId:Pelix::IntfId", "lagIntf:Pelix::IntfId"}));
+// ---- Constants ---------------------------------------------------------------------------------------
 
-  // Enumerators: codes in declaration order; ids are positions in the module's member table.
-  struct Enumeration {
-    const char* type;
-    std::vector<const char*> names;
-  } enumerations[] = {
-      {"Orv::AclDataState", {"adNotUsed", "adFinalRuleStatusPending", "adFinalRuleStatusDone", "adFinalRuleStatusFailure",
-                             "adCreateAclRulesDone", "adInstalled"}},
-      {"Orv::AclIntfState", {"aclIntfUnblocked", "aclIntfWaitingToBlock", "aclIntfBlocked", "aclIntfWaitingToUnblock"}},
-      {"Orv::AclApplyPhase", {"aclApplyPhaseDone", "aclApplyPhaseUninstall", "aclApplyPhasePrepare", "aclApplyPhaseUnblock"}},
-      {"Orv::AclDataHwOperation", {"aclDataHwNone", "aclDataHwApply", "aclDataHwRemove", "aclDataHwUnblock"}}};
-  for (const Enumeration& e : enumerations) {
-    Vem::VemType t = Vem::Registry::typeByName(e.type).value();
-    std::vector<MemberExpectation> expected;
-    for (uint32_t code = 0; code < e.names.size(); ++code)
-      expected.push_back({e.names[code], static_cast<uint16_t>(t.record().firstMember + code), 0x2888, 0, e.type, code});
-    expectMembers(t, expected);
-    EXPECT_EQ(t.record().size(), 1u);
-  }
-}
-
-TEST(AclQuarnTypesRegistration, ImplementationTableAndUnhashableConstants) {
-  for (Vem::VemType t : {AclVlanIdOrNone::vemType(), Constants::vemType(), AclKey::vemType(), AclKeyWithVrf::vemType(),
-                         IntfPairKey::vemType()}) {
-    SCOPED_TRACE(t.name());
-    EXPECT_EQ(t.impl().newEntityForDir, nullptr);
-    EXPECT_EQ(t.impl().attrLogHandlers, nullptr);
-    EXPECT_NE(t.impl().constructFromCtorArgs, nullptr);
-    EXPECT_EQ(t.impl().iterator, nullptr);
-    EXPECT_EQ(Vem::GenericIfImpl::valueMethods(t)->hash == nullptr, t == Constants::vemType());
-  }
-  EXPECT_EQ(AclKey::vemType().record().size(), sizeof(AclKey));
-  EXPECT_EQ(AclKey::vemType().record().alignment(), alignof(AclKey));
-
-  // Built from constructor arguments through the table alone; the bound still holds there.
-  const Vem::ImplEntry& impl = AclVlanIdOrNone::vemType().impl();
-  uint16_t value = 4096, max = 4095;
-  const void* args[] = {&value, &max};
-  alignas(AclVlanIdOrNone) unsigned char storage[sizeof(AclVlanIdOrNone)];
-  EXPECT_EQ(errorOf([&] { impl.constructFromCtorArgs(storage, args); }),
-            "Orv::AclVlanIdOrNone::value > _max not allowed");
-  value = 4095;
-  impl.constructFromCtorArgs(storage, args);
-  EXPECT_EQ(*reinterpret_cast<AclVlanIdOrNone*>(storage), AclVlanIdOrNone(4095));
-}
-
-// ---- AclVlanIdOrNone and Constants -----------------------------------------------------------------
-
-TEST(AclVlanIdOrNone, BoundMessagesDifferBetweenConstructorAndParser) {
-  EXPECT_EQ(errorOf([] { AclVlanIdOrNone(4096); }), "Orv::AclVlanIdOrNone::value > _max not allowed");
-  EXPECT_EQ(errorOf([] { AclVlanIdOrNone(11, 10); }), "Orv::AclVlanIdOrNone::value > _max not allowed");
-  EXPECT_EQ(errorOf([] { Vem::strepToValue<AclVlanIdOrNone>("Orv::AclVlanIdOrNone(value=11, max=10)"); }),
-            "Orv::AclVlanIdOrNone::value > max_ not allowed");
-  EXPECT_EQ(AclVlanIdOrNone(4095).value(), 4095);
-  EXPECT_EQ(AclVlanIdOrNone(10, 10).max(), 10);
-  AclVlanIdOrNone narrow(3, 100);
-  EXPECT_EQ(narrow.vlanSharingId(), 100);
-  EXPECT_EQ(Vem::strepToValue<AclVlanIdOrNone>(narrow.stringValue().view()), narrow);
-  EXPECT_EQ(narrow.stringValue(), "Orv::AclVlanIdOrNone(value=3, max=100)");
-}
-
-TEST(AclVlanIdOrNone, SetUnlessNoVlanUnderTheDefaultMaxAndOrderedByValueThenMax) {
-  EXPECT_FALSE(static_cast<bool>(AclVlanIdOrNone()));
-  EXPECT_FALSE(static_cast<bool>(AclVlanIdOrNone(0, 4095)));
-  EXPECT_TRUE(static_cast<bool>(AclVlanIdOrNone(0, 4094)));
-  EXPECT_TRUE(static_cast<bool>(AclVlanIdOrNone(1)));
-  EXPECT_LT(AclVlanIdOrNone(1, 4095), AclVlanIdOrNone(2, 2));
-  EXPECT_LT(AclVlanIdOrNone(2, 2), AclVlanIdOrNone(2, 3));
-  EXPECT_NE(AclVlanIdOrNone(2, 2), AclVlanIdOrNone(2, 3));
-  EXPECT_EQ(logBytes(AclVlanIdOrNone(0x0102, 0x0fff)), std::string("\x01\x02\x0f\xff", 4));
-  expectLogReadsBack(AclVlanIdOrNone(7, 9));
-  // A log record that breaks the bound is refused.
-  const std::string broken("\x00\x0b\x00\x0a", 4);
-  Vem::NboAttrLog::In in(broken);
-  EXPECT_THROW(AclVlanIdOrNone(&in, Vem::StreamBogon{}), Vem::RangeException);
-}
-
-TEST(Constants, NoStoredDataEverywhere) {
-  EXPECT_EQ(Constants::aclGroupDefault(), "aclGroupDefault");
-  EXPECT_EQ(Constants(), Constants());
-  EXPECT_FALSE(static_cast<bool>(Constants()));
-  EXPECT_EQ(Constants().stringValue(), "Orv::Constants()");
-  EXPECT_EQ(Vem::strepToValue<Constants>("Orv::Constants()"), Constants());
+TEST(Constants, NoStoredDataAndNoHash) {
   EXPECT_EQ(logBytes(Constants()), "");
+  EXPECT_EQ(Vem::GenericIfImpl::valueMethods(Constants::vemType())->hash, nullptr);
+  EXPECT_NE(Vem::GenericIfImpl::valueMethods(AclKey::vemType())->hash, nullptr);
   // The key's default group is the constant.
   EXPECT_EQ(AclKey().aclGroup(), Constants::aclGroupDefault());
 }
@@ -430,46 +255,6 @@ TEST(AclKeyWithVrf, GenericTextFindsTheSeparatorAfterTheKey) {
             0u);
 }
 
-TEST(AclKeyWithVrf, DefaultVrfSortsFirstAndLogFormAppendsTheName) {
-  const AclKey k = key("k");
-  EXPECT_LT(AclKeyWithVrf(k, L3::VrfName("default")), AclKeyWithVrf(k, L3::VrfName("Alpha")));
-  EXPECT_LT(AclKeyWithVrf(k, L3::VrfName("Alpha")), AclKeyWithVrf(k, L3::VrfName("alpha")));
-  EXPECT_LT(AclKeyWithVrf(k, L3::VrfName("")), AclKeyWithVrf(k, L3::VrfName("a")));
-  EXPECT_LT(AclKeyWithVrf(key("a"), L3::VrfName("z")), AclKeyWithVrf(key("b"), L3::VrfName("default")));
-  EXPECT_FALSE(static_cast<bool>(AclKeyWithVrf()));
-  EXPECT_TRUE(static_cast<bool>(AclKeyWithVrf(AclKey(), L3::VrfName("default"))));
-
-  AclKeyWithVrf v(k, L3::VrfName("blue"));
-  EXPECT_EQ(logBytes(v), logBytes(k) + std::string("\0\0\0\x04" "blue", 8));
-  expectLogReadsBack(v);
-  EXPECT_EQ(errorOf([] { L3::VrfName(std::string(101, 'v')); }), "Vem::String::bytes > maxLength() not allowed");
-  EXPECT_EQ(v.hash(0), AclKeyWithVrf(k, L3::VrfName("blue")).hash(0));
-  EXPECT_NE(v.hash(0), AclKeyWithVrf(k, L3::VrfName("bluf")).hash(0));
-}
-
-// ---- Enumerations ------------------------------------------------------------------------------------
-
-TEST(AclEnumerations, CodesFollowDeclarationOrderNotNames) {
-  EXPECT_EQ(AclApplyPhaseInstance(0), AclApplyPhase::aclApplyPhaseDone);
-  EXPECT_EQ(AclApplyPhaseInstance(1), AclApplyPhase::aclApplyPhaseUninstall);
-  EXPECT_EQ(AclApplyPhaseInstance("aclApplyPhasePrepare"), AclApplyPhase::aclApplyPhasePrepare);
-  EXPECT_EQ(static_cast<uint8_t>(AclDataState::adInstalled), 5);
-  EXPECT_EQ(AclDataStateInstance("adCreateAclRulesDone"), AclDataState::adCreateAclRulesDone);
-  EXPECT_EQ(stringValue(AclIntfState::aclIntfWaitingToUnblock), "aclIntfWaitingToUnblock");
-  EXPECT_EQ(AclDataHwOperationInstance(3), AclDataHwOperation::aclDataHwUnblock);
-  EXPECT_THROW(AclDataHwOperationInstance(4), Vem::RangeException);
-  EXPECT_THROW(AclDataStateInstance("adinstalled"), Vem::RangeException);
-  std::ostringstream os;
-  os << AclDataState::adFinalRuleStatusFailure;
-  EXPECT_EQ(os.str(), "adFinalRuleStatusFailure");
-  std::string text = "aclIntfBlocked rest";
-  Vem::CharRange range(text);
-  AclIntfState state{};
-  ASSERT_TRUE(sequenceToValue(range, &state));
-  EXPECT_EQ(state, AclIntfState::aclIntfBlocked);
-  EXPECT_EQ(range.rest(), " rest");
-}
-
 // ---- IntfPairKey -------------------------------------------------------------------------------------
 
 TEST(IntfPairKey, DeclaredHashMixesRawIdsAndDiffersFromTheSeededOne) {
@@ -490,24 +275,6 @@ TEST(IntfPairKey, DeclaredHashMixesRawIdsAndDiffersFromTheSeededOne) {
   seeded.hashMix(eth.hash());
   seeded.hashMix(lag.hash());
   EXPECT_EQ(k.hash(5), seeded.result());
-}
-
-TEST(IntfPairKey, OrderTextAndLog) {
-  const Pelix::IntfId a("Ethernet1"), b("Ethernet2");
-  ASSERT_LT(a.raw(), b.raw());
-  EXPECT_LT(IntfPairKey(a, b), IntfPairKey(b, a));
-  EXPECT_LT(IntfPairKey(a, a), IntfPairKey(a, b));
-  EXPECT_FALSE(static_cast<bool>(IntfPairKey()));
-  IntfPairKey k(Pelix::IntfId("Ethernet1"), Pelix::IntfId("Port-Channel2"));
-  EXPECT_EQ(k.stringValue(), "Orv::IntfPairKey(intfId=Ethernet1, lagIntf=Port-Channel2)");
-  EXPECT_EQ(Vem::strepToValue<IntfPairKey>(k.stringValue().view()), k);
-  std::string bytes = logBytes(k);
-  ASSERT_EQ(bytes.size(), 16u);
-  for (int i = 0; i < 8; ++i) {
-    EXPECT_EQ(static_cast<uint8_t>(bytes[i]), static_cast<uint8_t>(k.intfId().raw() >> (56 - 8 * i)));
-    EXPECT_EQ(static_cast<uint8_t>(bytes[8 + i]), static_cast<uint8_t>(k.lagIntf().raw() >> (56 - 8 * i)));
-  }
-  expectLogReadsBack(k);
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <Vem/NboAttrLogFlow.h>
 #include <Vem/TypeImpl.h>
 
+#include "OrvTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -16,15 +18,7 @@ namespace {
 using namespace Orv;
 using Vem::NboAttrLog::Sender;
 
-std::string hex(std::string_view bytes) {
-  static const char* digits = "0123456789abcdef";
-  std::string s;
-  for (unsigned char c : bytes) {
-    s += digits[c >> 4];
-    s += digits[c & 15];
-  }
-  return s;
-}
+using OrvTest::hex;
 
 // A sender whose initial sync of a PortList named "pl" has been taken already.
 struct PortListOnStream : ::testing::Test {
@@ -109,16 +103,6 @@ TEST_F(PortListOnStream, NewFlowOutMarksByStartAttribute) {
   EXPECT_FALSE(fNone->hasDirtyCollKeys());
 }
 
-TEST(AttrLogRecord, HandlerTableSlots) {
-  const auto* h = Vem::attrLogHandlersOf(PortList::vemType());
-  ASSERT_EQ(h, &Vem::TypeImpl<PortList>::table);
-  EXPECT_NE(h->freeResyncState, nullptr);
-  EXPECT_EQ(h->vemInstantiateSerialize, nullptr);  // PortList instantiates nothing
-  EXPECT_NE(Vem::attrLogHandlersOf(PortGroup::vemType())->vemInstantiateSerialize, nullptr);
-  EXPECT_EQ(h->refersTo, nullptr);  // and files no references
-  EXPECT_NE(h->iterKey, nullptr);
-}
-
 TEST(AttrLogRecord, UnknownAttributeIdsAreRefused) {
   auto list = PortListIs("pl");
   Sender sender;
@@ -129,20 +113,6 @@ TEST(AttrLogRecord, UnknownAttributeIdsAreRefused) {
   auto f = h.newFlowOut(*sa, false, 0);
   EXPECT_EQ(h.handleAttrFlowOut(*sa, 300, *f), -1);
   EXPECT_FALSE(h.freeResyncState(*f));
-}
-
-TEST(AttrLogRecord, PortVlanPairIsTenBytes) {
-  PortVlanPair p(Pelix::IntfId("Ethernet1"), 0x0102);
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  Vem::LogTraits<PortVlanPair>::write(out, p);
-  ASSERT_EQ(bytes.size(), 10u);
-  EXPECT_EQ(Vem::LogTraits<PortVlanPair>::size(p), 10u);
-  EXPECT_EQ(hex(bytes.substr(8)), "0102");
-  Vem::NboAttrLog::In in(bytes);
-  PortVlanPair back;
-  Vem::LogTraits<PortVlanPair>::read(in, back);
-  EXPECT_EQ(back, p);
 }
 
 // A value's collection: entries then one default key; the default key cannot be carried, a repeated

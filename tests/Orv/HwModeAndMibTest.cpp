@@ -22,35 +22,6 @@ using Lumo::String;
 
 using Recorder = OrvTest::AnnouncementLines;
 
-TEST(HwMode, ConfigStartsNormalWhileStatusStartsNotConfigured) {
-  EXPECT_EQ(hwConfigFactory(String("config"))->operationalMode(), HwOperationalMode::modeNormal);
-  auto status = hwStatusFactory(String("status"));
-  EXPECT_EQ(status->operationalMode(), HwOperationalMode::modeNotConfigured);
-  EXPECT_EQ(static_cast<int>(HwOperationalMode::modeNotConfigured), 3);
-}
-
-TEST(MibInfoRegistration, ChipIsBuiltFromItsNameAndFourFixedParameters) {
-  const Vem::VemType chip = ChipMibInfo::vemType();
-  auto params = chip.ctorParams();
-  ASSERT_EQ(params.size(), 5u);
-  EXPECT_EQ(chip.paramName(params[0]), "name");
-  EXPECT_EQ(chip.memberById(154)->flagsA, 0x2800);  // its name is the inherited nameString
-  for (uint16_t id = 258; id <= 261; ++id) {
-    ASSERT_NE(chip.memberById(id), nullptr) << id;
-    EXPECT_EQ(chip.memberById(id)->flagsA, 0x2c00) << id;
-    EXPECT_EQ(chip.memberById(id)->flagsB, 0x2101) << id;
-  }
-  EXPECT_EQ(chip.memberName(*chip.memberById(258)), "chipType");
-  EXPECT_EQ(chip.impl().constructFromCtorArgs, nullptr);  // only through its MibInfo
-
-  const Vem::VemType mib = MibInfo::vemType();
-  const Vem::MemberRecord* children = mib.memberById(259);
-  ASSERT_NE(children, nullptr);
-  EXPECT_EQ(children->flagsA, 0xdd21);
-  EXPECT_EQ(mib.params(children->firstParam).size(), 5u);
-  EXPECT_EQ(mib.refName(mib.memberById(258)->type), "Fru::SlotId");
-}
-
 TEST(MibInfo, ConflictingParametersFailInOrderAndChangeNothing) {
   auto mib = mibInfoFactory(String("slot3"));
   auto chip = mib->chipIs(String("c"), ChipType::chipTypeSwitch, 7, String("model"), String("fw1"));

@@ -1,13 +1,14 @@
 // MAC table entries and their remote kind, which derives from them: inherited attributes keep their ids
 // and behave alike through the typed API, the generic interface and the attribute log; the tunnel group
-// is held as a counted use. Non-aging directories update an existing entry rather than failing.
+// is held as a counted use.
 #include "MirrorTestSupport.h"
 
 #include <Orv/OrvL2QuarnTypes.h>
-#include <Orv/OrvNonAgingMac.h>
 
 #include <Lumo/Publisher.h>
 #include <Vem/Reflect.h>
+
+#include "AnnouncementLog.h"
 
 #include <gtest/gtest.h>
 
@@ -20,14 +21,7 @@ using Bridging::MacVlanPair;
 using OrvTypes::MacAddressTableEntry;
 using OrvTypes::RemoteMacAddressTableEntry;
 using Pelix::IntfId;
-
-struct Announcements : Lumo::Subscriber {
-  explicit Announcements(Vem::Entity& e) : entity(e) { e.publisher().subscriberAdd(this); }
-  ~Announcements() override { entity.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
-  Vem::Entity& entity;
-  std::vector<uint16_t> ids;
-};
+using Announcements = OrvTest::AnnouncedIds;
 
 MacVlanPair macIn(const char* mac, uint16_t vlan) { return MacVlanPair(Pelix::EthAddr(mac), Bridging::VlanId(vlan)); }
 
@@ -173,22 +167,6 @@ TEST(RemoteMacAddressTableEntry, MirrorsThroughTheAttributeLogWithBaseAndOwnAttr
   EXPECT_EQ(m.entryType(), EntryType::remoteStaticMac);
   EXPECT_EQ(m.preference(), 1);
   EXPECT_EQ(m.dropMode(), Bridging::DropMode::dropModeSrcAndDst);
-}
-
-TEST(NonAgingConfig, AskingAgainUpdatesTheSameEntryInsteadOfFailing) {
-  auto config = Orv::nonAgingConfigFactory(Lumo::String("config"));
-  MacVlanPair key = macIn("02:00:00:00:00:01", 100);
-  auto first = config->macEntriesIs(key, IntfId("Ethernet1"), EntryType::configuredStaticMac);
-  EXPECT_EQ(first->parent(), config.get());
-  Announcements entrySeen(*first);
-  auto second = config->macEntriesIs(key, IntfId("Ethernet2"), EntryType::peerStaticMac);
-  EXPECT_EQ(second.get(), first.get());
-  EXPECT_EQ(first->intfName(), IntfId("Ethernet2"));
-  EXPECT_EQ(entrySeen.ids, (std::vector<uint16_t>{261, 263}));  // interface first, then entry type
-  EXPECT_EQ(config->macEntries().size(), 1u);
-  // The same MAC in another VLAN is another entry.
-  config->macEntriesIs(macIn("02:00:00:00:00:01", 101), IntfId("Ethernet1"), EntryType::configuredStaticMac);
-  EXPECT_EQ(config->macEntries().size(), 2u);
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
-// Mirroring tunnel status: the next-hop texts, the next-hop set's log form with its end mark, and the
-// GRE and VXLAN entries of the status entity.
+// Mirroring tunnel next hops: their hand-written texts, and the next-hop set's log form, ended by the
+// default next hop and followed by the adjacency index.
 #include <Orv/OrvMirroringGreTunnelTypes.h>
-
-#include "MirrorTestSupport.h"
 
 #include <Vem/NboAttrLog.h>
 #include <Vem/TextForm.h>
@@ -69,47 +67,6 @@ TEST(GreTunnelNextHopInfoColl, LogFormIsTwentyThreeBytesPerEntryAndTwentySixMore
   std::string out;
   Vem::NboAttrLog::Out w(out);
   EXPECT_THROW(w << withDefault, Vem::RangeException) << "the end mark cannot be carried as an entry";
-}
-
-TEST(MirroringGreTunnelStatus, GreAndVxlanEntriesLiveApart) {
-  auto status = mirroringGreTunnelStatusFactory(Lumo::String("mirror"));
-  const IntfId tunnel("Tunnel5");
-  auto gre = status->greTunnelIs(tunnel);
-  auto vxlan = status->vxlanTunnelIs(tunnel);
-  EXPECT_EQ(gre->greIntfId(), tunnel);
-  EXPECT_EQ(vxlan->vxlanIntfId(), tunnel);
-  EXPECT_EQ(gre->tunnelParams(), Mirroring::GreTunnelKey());
-  EXPECT_EQ(gre->nextHopInfoColl(), GreTunnelNextHopInfoColl());
-  EXPECT_TRUE(status->greTunnelDel(tunnel));
-  EXPECT_FALSE(status->greTunnel(tunnel));
-  EXPECT_TRUE(status->vxlanTunnel(tunnel));
-}
-
-TEST(MirroringGreTunnelStatus, MirrorReceivesEntriesWithTheirNextHops) {
-  MirrorTest::Pair link(100);
-  auto status = MirroringGreTunnelStatusIs(Lumo::String("mirror"));
-  link.sender.attach(status);
-  GreTunnelNextHopInfoColl hops;
-  hops.l2AdjIndexIs(12);
-  for (int i = 1; i <= 5; ++i)
-    hops.nextHopIs(hop("00:00:00:00:00:01", "Vlan1", ("Ethernet" + std::to_string(i)).c_str()), i % 2 == 0);
-  for (int i = 1; i <= 3; ++i) {
-    const IntfId intf(("Tunnel" + std::to_string(i)).c_str());
-    auto gre = status->greTunnelIs(intf);
-    gre->tunnelIdIs(OrvTunnelId(static_cast<uint32_t>(i)));
-    gre->nextHopInfoCollIs(hops);
-    status->vxlanTunnelIs(intf)->tunnelParamsIs(
-        Mirroring::VxlanTunnelKey(Pelix::IpGenAddr(), Pelix::IpGenAddr(), 5000u + static_cast<uint32_t>(i), 4789, L3::VrfName("red")));
-  }
-  link.drain();
-  const auto& mirror = link.mirrorAs<MirroringGreTunnelStatus>();
-  ASSERT_EQ(mirror.greTunnel().size(), 3u);
-  ASSERT_EQ(mirror.vxlanTunnel().size(), 3u);
-  auto gre2 = mirror.greTunnel(IntfId("Tunnel2"));
-  ASSERT_TRUE(gre2);
-  EXPECT_EQ(gre2->tunnelId(), OrvTunnelId(2));
-  EXPECT_EQ(gre2->nextHopInfoColl(), hops);
-  EXPECT_EQ(mirror.vxlanTunnel(IntfId("Tunnel3"))->tunnelParams().vni(), 5003u);
 }
 
 }  // namespace

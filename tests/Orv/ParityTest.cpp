@@ -74,30 +74,10 @@ OrvParityEvent rawEvent(uint32_t fap, int32_t sourceId) {
   return e;
 }
 
-TEST(ParityValues, EnumerationCodes) {
-  // Code 0 of the impact is unknown, while unknown is the last code of the other two.
-  EXPECT_EQ(static_cast<int>(ParityEvent::Key().eventImpact()), 0);
-  EXPECT_EQ(ParityEvent::Key().eventImpact(), Impact::unknown);
-  EXPECT_EQ(static_cast<int>(Source::unknown), 3);
-  EXPECT_EQ(static_cast<int>(EventType::unknown), 4);
-  EXPECT_EQ(OrvParityEvent().eventType(), EventType::correctable);
-}
-
 // The status entry and the raw event are compared and hashed, never ordered; the key is ordered.
 static_assert(!std::three_way_comparable<ParityEvent>);
 static_assert(!std::three_way_comparable<OrvParityEvent>);
 static_assert(std::three_way_comparable<ParityEvent::Key>);
-
-TEST(ParityEventStatus, ImpactAndShowFlagArePartOfTheKey) {
-  auto status = parityEventStatusFactory(String("parity"));
-  status->parityEventIs(eventOf(keyOf(1, 7), 1, 10.0));
-  status->parityEventIs(eventOf(keyOf(1, 7), 2, 11.0));  // same key: replaced
-  status->parityEventIs(eventOf(keyOf(1, 7, Impact::temporary), 1, 1.0));
-  status->parityEventIs(eventOf(keyOf(1, 7, Impact::critical, true), 1, 1.0));
-  EXPECT_EQ(status->parityEvent().size(), 3u);
-  EXPECT_EQ(status->parityEvent(keyOf(1, 7)).count(), 2u);
-  EXPECT_EQ(status->parityEventDel(keyOf(1, 7, Impact::temporary)).key(), keyOf(1, 7, Impact::temporary));
-}
 
 TEST(ParityEventStatus, NanTimeReplacesAndAnnouncesEveryTime) {
   auto status = parityEventStatusFactory(String("parity"));
@@ -207,24 +187,6 @@ TEST(ParityMirror, QueueArrivesWithItsEventsButNotItsNextIndex) {
     EXPECT_EQ(it.value(), q->event(it.key()));
   }
   EXPECT_EQ(order, (std::vector<uint32_t>{4, 0x80000001u}));
-}
-
-TEST(ParityMirror, StatusTableArrivesWholeAndFollowsRemovals) {
-  auto status = parityEventStatusFactory(String("parity"));
-  status->parityEventIs(eventOf(keyOf(1, 1), 3, 2.5));
-  status->parityEventIs(eventOf(keyOf(1, 1, Impact::none), 4, 3.5));
-  MirrorTest::Pair p;
-  p.sender.attach(status);
-  p.drain();
-  status->parityEventDel(keyOf(1, 1));
-  status->parityEventIs(eventOf(keyOf(2, 2), 5, 4.5));
-  p.drain();
-  ASSERT_TRUE(p.mirror);
-  auto& m = p.mirrorAs<ParityEventStatus>();
-  EXPECT_EQ(m.parityEvent().size(), 2u);
-  EXPECT_EQ(m.parityEvent(keyOf(1, 1, Impact::none)), status->parityEvent(keyOf(1, 1, Impact::none)));
-  EXPECT_EQ(m.parityEvent(keyOf(2, 2)).sourceName().stdString(), "IHB_FIFO");
-  EXPECT_FALSE(m.parityEvent().contains(keyOf(1, 1)));
 }
 
 }  // namespace

@@ -154,46 +154,4 @@ TEST(PortGroupTypes, EntitiesAreCountedByTheirTrackerAndFreedWithTheirLastUser) 
   EXPECT_EQ(tracker.live(), liveBefore);
 }
 
-TEST(PortGroupTypes, RegistrationOfEntityAttributes) {
-  auto t = Vem::Registry::typeByName("Orv::PortGroup").value();
-  EXPECT_EQ(t.kind(), 0x60);
-  EXPECT_EQ(t.record().baseType, -3);
-  EXPECT_EQ(t.index(), 2);
-  auto list = Vem::Registry::typeByName("Orv::PortList").value();
-  EXPECT_EQ(list.index(), 1);
-  EXPECT_EQ(list, PortList::vemType());
-  struct Expected {
-    const char* name;
-    uint16_t id, flagsA;
-    const char* type;
-    int16_t keyType;
-  } expected[] = {{"nameString", 154, 0x2800, "Vem::String", -1},
-                  {"mode", 258, 0xdd21, "Orv::PortList", -18},
-                  {"defaultMode", 259, 0xdc00, "Vem::String", -1},
-                  {"limitations", 260, 0xdc01, "Vem::String", -18},
-                  {"warnings", 261, 0xdc01, "Vem::String", -18}};
-  auto members = t.members();
-  ASSERT_EQ(members.size(), 5u);
-  for (std::size_t i = 0; i < members.size(); ++i) {
-    SCOPED_TRACE(expected[i].name);
-    EXPECT_EQ(t.memberName(members[i]), expected[i].name);
-    EXPECT_EQ(members[i].attributeId, expected[i].id);
-    EXPECT_EQ(members[i].flagsA, expected[i].flagsA);
-    EXPECT_EQ(t.refName(members[i].type), expected[i].type);
-    EXPECT_EQ(members[i].keyType, expected[i].keyType);
-  }
-  // The instantiating collection names the child's key field and lists its constructor arguments.
-  EXPECT_EQ(t.module()->memberNames + members[1].extra, std::string("name"));
-  auto args = t.params(members[1].firstParam);
-  ASSERT_EQ(args.size(), 1u);
-  EXPECT_EQ(t.paramName(args[0]), "name");
-  EXPECT_EQ(t.paramTypeName(args[0]), "Vem::String");
-  // Entities are built from their name.
-  ASSERT_EQ(t.ctorParams().size(), 1u);
-  EXPECT_EQ(t.paramName(t.ctorParams()[0]), "name");
-  // Only the factory types can be built generically.
-  EXPECT_EQ(t.impl().constructFromCtorArgs, nullptr);
-  EXPECT_NE(Vem::Registry::typeByName("Orv::PortGroupDir")->impl().constructFromCtorArgs, nullptr);
-}
-
 }  // namespace

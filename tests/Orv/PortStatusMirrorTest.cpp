@@ -10,6 +10,8 @@
 #include <Vem/RangeException.h>
 #include <Vem/Transport.h>
 
+#include "OrvTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -28,15 +30,7 @@ using Vem::NboAttrLog::Sender;
 
 IntfId ethernet(int n) { return IntfId(std::string_view("Ethernet" + std::to_string(n))); }
 
-std::string hex(std::string_view bytes) {
-  static constexpr char digits[] = "0123456789abcdef";
-  std::string s;
-  for (char c : bytes) {
-    s += digits[static_cast<uint8_t>(c) >> 4];
-    s += digits[static_cast<uint8_t>(c) & 15];
-  }
-  return s;
-}
+using OrvTest::hex;
 
 std::string dump(const OrvPortStatus& s) {
   return s.intfName().name().stdString() + " link=" + stringValue(s.linkStatus()).stdString() +

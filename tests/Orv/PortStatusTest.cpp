@@ -1,8 +1,7 @@
-// Port status: the directory files references to port statuses made elsewhere (null refused, the same
-// entity changes nothing, another one replaces), setters announce real changes only, kernel interfaces
-// keep entries whose value is false; LAG creator directories own their LAG children.
+// Port status: the directory files references to port statuses made elsewhere: null refused with the
+// attribute named, the same entity changes nothing, another one of the same interface replaces it, and
+// removal drops only the directory's reference.
 #include <Orv/OrvInterfaceTypes.h>
-#include <Orv/OrvLagTypes.h>
 
 #include <Lumo/Publisher.h>
 #include <Vem/GenericIf.h>
@@ -31,46 +30,6 @@ struct Seen : Lumo::Subscriber {
   std::vector<uint16_t> ids;
   std::vector<const void*> olds;
 };
-
-TEST(InterfaceTypesRegistration, TypesInOrderAndTheReferenceCollection) {
-  const char* names[] = {"OrvTypes::FaultType", "OrvTypes::OrvPortStatus", "OrvTypes::OrvPortStatusDir",
-                         "OrvTypes::KernelInterfaceStatus"};
-  for (uint16_t i = 0; i < 4; ++i) {
-    auto t = Vem::Registry::typeByName(names[i]);
-    ASSERT_TRUE(t.has_value()) << names[i];
-    EXPECT_EQ(t->index(), i) << names[i];
-  }
-  EXPECT_EQ(sizeof(FaultType), 1u);
-  EXPECT_EQ(FaultTypeInstance(3), FaultType::localAndRemote);
-  EXPECT_EQ(FaultTypeInstance("remote"), FaultType::remote);
-  EXPECT_EQ(stringValue(FaultType::none), "none");
-  auto dir = OrvPortStatusDir::vemType();
-  EXPECT_EQ(dir.memberById(258)->flagsA, 0xdc21);
-  EXPECT_EQ(dir.refName(dir.memberById(258)->keyType), "Pelix::IntfId");
-  auto port = OrvPortStatus::vemType();
-  EXPECT_EQ(port.memberById(154), nullptr);  // built from its interface, not a name
-  EXPECT_EQ(port.memberById(258)->flagsA, 0x2c00);
-  EXPECT_EQ(port.memberById(262)->flagsA, 0xdc00);
-  EXPECT_EQ(port.impl().constructFromCtorArgs, nullptr);  // made only by its agent
-}
-
-TEST(OrvPortStatus, DefaultsAndSettersAnnounceOnlyChanges) {
-  auto port = OrvPortStatusIs(et1);
-  EXPECT_EQ(port->intfName(), et1);
-  EXPECT_EQ(port->linkStatus(), Interface::LinkStatus::linkUnknown);
-  EXPECT_EQ(port->faultType(), FaultType::none);
-  EXPECT_EQ(port->partnerAutonegAdvertisement(), Interface::AutonegAdvertisement());
-  EXPECT_EQ(port->autonegResult(), Interface::AutonegState::autonegUnknown);
-  Seen seen(*port);
-  port->linkStatusIs(Interface::LinkStatus::linkUp);
-  port->linkStatusIs(Interface::LinkStatus::linkUp);
-  port->faultTypeIs(FaultType::none);
-  port->faultTypeIs(FaultType::local);
-  port->partnerAutonegAdvertisementIs(Interface::AutonegAdvertisement(0x10, 1, 0));
-  port->partnerAutonegAdvertisementIs(Interface::AutonegAdvertisement(0x10, 1, 0));
-  port->autonegResultIs(Interface::AutonegState::autonegSucceeded);
-  EXPECT_EQ(seen.ids, (std::vector<uint16_t>{259, 260, 261, 262}));
-}
 
 TEST(OrvPortStatusDir, FilesReferencesWithoutOwningThem) {
   auto dir = orvPortStatusDirFactory(Lumo::String("ports"));
@@ -107,50 +66,6 @@ TEST(OrvPortStatusDir, FilesReferencesWithoutOwningThem) {
   dir->portStatusDelAll();
   EXPECT_EQ(dir->portStatus().size(), 0u);
   EXPECT_EQ(seen.ids, (std::vector<uint16_t>{258, 258, 258, 258, 258}));
-}
-
-TEST(KernelInterfaceStatus, AFalseEntryIsPresent) {
-  auto kernel = kernelInterfaceStatusFactory(Lumo::String("kernel"));
-  Seen seen(*kernel);
-  kernel->interfaceIs(et1, false);
-  EXPECT_EQ(kernel->interface().size(), 1u);
-  EXPECT_TRUE(kernel->interface().contains(et1));
-  kernel->interfaceIs(et1, false);  // unchanged
-  kernel->interfaceIs(et1, true);
-  EXPECT_TRUE(kernel->interfaceDel(et1));
-  EXPECT_FALSE(kernel->interfaceDel(et1));
-  EXPECT_EQ(seen.ids, (std::vector<uint16_t>{258, 258, 258}));
-}
-
-TEST(LagCreator, DirectoriesOwnTheirLagsAndLagsFileMembersByInterface) {
-  auto lagType = Orv::LagInfo::vemType();
-  EXPECT_EQ(lagType.memberById(258)->flagsA, 0x2c00);
-  EXPECT_EQ(lagType.memberById(259)->flagsA, 0xdc01);
-  EXPECT_EQ(Orv::LagCreatorStatusDir::vemType().memberById(259)->flagsA, 0xdd21);
-
-  const IntfId lag("Port-Channel3");
-  auto info = Orv::lagInfoFactory(lag);
-  EXPECT_EQ(info->lagIntfId(), lag);
-  Seen seen(*info);
-  using Hardware::Lag::PortProgType, Hardware::Lag::ProgType;
-  info->memberIs(PortProgType(et1, ProgType::progTypeHardware));
-  info->memberIs(PortProgType(et1, ProgType::progTypeHardware));  // unchanged
-  info->memberIs(PortProgType(et1, ProgType::progTypeRxOnly));    // replaces under the same interface
-  EXPECT_EQ(info->member().size(), 1u);
-  EXPECT_EQ(info->member(et1).progType(), ProgType::progTypeRxOnly);
-  EXPECT_EQ(seen.ids, (std::vector<uint16_t>{259, 259}));
-
-  auto status = Orv::lagCreatorStatusDirFactory(Lumo::String("status"));
-  auto created = status->lagToPortIs(lag);
-  EXPECT_EQ(status->lagToPortIs(lag), created);
-  EXPECT_EQ(created->parent(), status.get());
-  EXPECT_EQ(status->configMapLagToPort(lag), nullptr);  // the two collections are separate
-  auto configured = status->configMapLagToPortIs(lag);
-  EXPECT_NE(configured, created);
-  status->lagToPortDelAll();
-  EXPECT_EQ(created->parent(), nullptr);
-  EXPECT_EQ(status->configMapLagToPort(lag), configured);
-  EXPECT_EQ(Orv::lagCreatorConfigDirFactory(Lumo::String("config"))->lagToPortIs(lag)->lagIntfId(), lag);
 }
 
 }  // namespace

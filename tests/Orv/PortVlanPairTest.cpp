@@ -7,6 +7,8 @@
 #include <Vem/TextForm.h>
 
 #include <Brek/HashMix.h>
+#include "OrvTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -100,14 +102,8 @@ TEST(PortVlanPairLog, TenBytesBigEndianAndBack) {
   uint64_t raw = IntfId("Ethernet3/1").raw();
   for (int i = 0; i < 8; ++i) EXPECT_EQ(static_cast<uint8_t>(bytes[i]), static_cast<uint8_t>(raw >> (56 - 8 * i)));
   EXPECT_EQ(bytes.substr(8), std::string("\x01\x02", 2));
-  Vem::NboAttrLog::In in(bytes);
-  EXPECT_EQ(PortVlanPair(&in, Vem::StreamBogon{}), p);
-  EXPECT_TRUE(in.atEnd());
-  // Every truncation is refused without reading past the end.
-  for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
-    Vem::NboAttrLog::In shorter(bytes.data(), cut);
-    EXPECT_THROW(PortVlanPair(&shorter, Vem::StreamBogon{}), Vem::RangeException) << cut;
-  }
+  // It reads back, and every truncation is refused without reading past the end.
+  OrvTest::expectLogReadsBack(p);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Pseudowire common records: the circuit hash that ignores the sub-interface and FEC index, the
-// whole-port test on both tags, the no-label default and the log encodings.
+// Pseudowire common records, their hand-written parts: the circuit hash that ignores the sub-interface and
+// FEC index, and the whole-port test on both tags.
 #include <Orv/OrvPwCommon.h>
 
 #include <Brek/HashMix.h>
@@ -27,20 +27,6 @@ LocalConnectorInfo circuit(uint16_t tag, uint16_t intVlan, const char* sub = "Et
                             VlanIdOrAny(intVlan), true, false);
 }
 
-template <class T>
-std::string logged(const T& value) {
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  out << value;
-  return bytes;
-}
-
-template <class T>
-T readBack(const std::string& bytes) {
-  Vem::NboAttrLog::In in(bytes);
-  return T(&in, Vem::StreamBogon{});
-}
-
 // Reads a value's member through the registration tables, as a tool that does not know the type would.
 template <class Out, class T>
 Out genericGet(const T& value, uint16_t attributeId) {
@@ -51,17 +37,6 @@ Out genericGet(const T& value, uint16_t attributeId) {
   Out out{};
   EXPECT_EQ(t.impl().attributeOp(&out, const_cast<T*>(&value), &field, Vem::OpCode::get, nullptr, nullptr), 0);
   return out;
-}
-
-TEST(PwCommon, EnumerationsAreHeldInU32AndOnlyTheFecIndexIsSettable) {
-  EXPECT_EQ(Vem::Registry::typeByName("OrvPw::PwUpdateStatus")->record().baseType, -9);
-  EXPECT_EQ(sizeof(PatchType), 4u);
-  EXPECT_THROW(PwUpdateStatusInstance(6), Vem::RangeException);
-  // Field ids as the generic interface numbers them; of the two, only the FEC index has a setter.
-  const Vem::VemType lci = LocalConnectorInfo::vemType();
-  EXPECT_EQ(lci.memberById(8)->flagsA, 0x2c00);
-  EXPECT_EQ(lci.memberById(9)->flagsA, 0x9c00);
-  EXPECT_EQ(PwDecapInfo::vemType().memberById(8)->flagsA, 0x9c00);
 }
 
 TEST(LocalConnectorInfo, PortConnectorNeedsBothTagsAny) {
@@ -108,50 +83,6 @@ TEST(LocalConnectorInfo, CircuitHashLeavesOutSubInterfaceAndFecIndex) {
   const PwDecapInfo decap(Pelix::MplsLabel(16), IntfId("Pseudowire3"), true, Pseudowire::PseudowireType::pwTypeEthernetTagged,
                           false, true);
   EXPECT_EQ(Vem::GenericIfImpl::valueMethods(PwDecapInfo::vemType())->hash(&decap, PwDecapInfo::vemType()), decap.hash(0));
-}
-
-TEST(LocalConnectorInfo, TextAndLogCarryTheEightStoredFields) {
-  LocalConnectorInfo a = circuit(4095, 4095);
-  a.hwFecIndexIs(0x1122334455667788ull);
-  const std::string text(a.stringValue().view());
-  EXPECT_EQ(text.find("isPortConnector"), std::string::npos);
-  EXPECT_EQ(text.find("hash"), std::string::npos);
-  EXPECT_NE(text.find("hwFecIndex"), std::string::npos);
-  EXPECT_EQ(Vem::strepToValue<LocalConnectorInfo>(text), a);
-
-  const std::string bytes = logged(a);
-  EXPECT_EQ(bytes.size(), 8u + 8 + 2 + 2 + 2 + 1 + 1 + 8);
-  EXPECT_EQ(readBack<LocalConnectorInfo>(bytes), a);
-  EXPECT_EQ(readBack<LocalConnectorInfo>(bytes).hwFecIndex(), 0x1122334455667788ull);
-  // Ordering follows the table: the sub-interface decides before the tags.
-  EXPECT_LT(circuit(4000, 1, "Ethernet1/1.10"), circuit(1, 1, "Ethernet1/1.20"));
-}
-
-TEST(PwDecapInfo, DefaultsToNoLabelAndLogsInTableOrder) {
-  PwDecapInfo d;
-  EXPECT_EQ(d.label().value(), 1048576u);
-  EXPECT_FALSE(static_cast<bool>(d));
-  d.hwFecIndexIs(5);
-  EXPECT_TRUE(static_cast<bool>(d));
-  EXPECT_EQ(PwHwDecapInfo().label().value(), 1048576u);
-  EXPECT_EQ(PwHwEncapInfo().label().value(), 1048576u);
-  EXPECT_TRUE(PwHwEncapInfo().rwDot1qTag().isNone());
-
-  const PwDecapInfo decap(Pelix::MplsLabel(1000), IntfId("Pseudowire7"), true,
-                          Pseudowire::PseudowireType::pwTypeEthernetTagged, true, false);
-  EXPECT_EQ(logged(decap).size(), 4u + 8 + 1 + 4 + 1 + 1 + 8);
-  EXPECT_EQ(readBack<PwDecapInfo>(logged(decap)), decap);
-  const PwHwDecapInfo hwDecap(Pelix::MplsLabel(1000), true, Pseudowire::PseudowireType::pwTypeEthernetTagged, false, true, 9);
-  EXPECT_EQ(logged(hwDecap).size(), 4u + 1 + 4 + 1 + 1 + 8);
-  EXPECT_EQ(readBack<PwHwDecapInfo>(logged(hwDecap)), hwDecap);
-  const PwHwEncapInfo encap(IntfId("Ethernet2"), Pelix::MplsLabel(17), true, Bridging::VlanIdOrNone(10),
-                            Bridging::VlanIdOrNone(0), Pseudowire::Dot1qTagOperation::tagOpSwap, false, true, 3);
-  const std::string bytes = logged(encap);
-  ASSERT_EQ(bytes.size(), 8u + 4 + 1 + 2 + 2 + 4 + 1 + 1 + 8);
-  EXPECT_EQ(readBack<PwHwEncapInfo>(bytes), encap);
-  EXPECT_EQ(Vem::strepToValue<PwHwEncapInfo>(encap.stringValue().view()), encap);
-  // tagOp travels as a 32-bit code after the two VLANs.
-  EXPECT_EQ(bytes.substr(17, 4), std::string("\0\0\0\3", 4));
 }
 
 }  // namespace

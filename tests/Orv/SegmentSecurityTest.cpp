@@ -1,5 +1,5 @@
-// Segment-security status, its single-child holder, and the source-IP lookup switch: the registration
-// records, and a holder asked for a child of another name replacing its child.
+// Segment-security status and its single-child holder: a holder asked for a child of another name
+// replaces its child.
 #include <Orv/OrvSegmentSecurityTypes.h>
 #include <Orv/OrvTarskRoutingTypes.h>
 
@@ -36,59 +36,6 @@ class Recorder : public Lumo::Subscriber {
 };
 
 using Lines = std::vector<std::string>;
-
-TEST(SegmentSecurityRegistration, EntityRecordsIdsAndFlags) {
-  const Vem::RegisteredModule* m = Vem::Registry::moduleByName("OrvSegmentSecurityTypes");
-  ASSERT_NE(m, nullptr);
-  EXPECT_EQ(m->descriptor->typeCount, 2u);
-  EXPECT_NE(m->descriptor->typeRefs, nullptr);  // the holder's child type
-  struct Expected {
-    const char* name;
-    uint16_t id, flagsA, flagsB;
-    const char* type;
-  };
-  auto check = [](const Vem::VemType& t, std::vector<Expected> expected) {
-    EXPECT_EQ(t.kind(), 0x60) << t.name();
-    EXPECT_EQ(t.record().baseType, -3) << t.name();
-    auto params = t.ctorParams();
-    ASSERT_EQ(params.size(), 1u);
-    EXPECT_EQ(t.paramName(params[0]), "name");
-    EXPECT_EQ(t.paramTypeName(params[0]), "Vem::String");
-    EXPECT_NE(t.impl().constructFromCtorArgs, nullptr) << t.name();  // built generically by name
-    EXPECT_NE(t.impl().attrLogHandlers, nullptr) << t.name();
-    EXPECT_EQ(t.impl().iterator, nullptr) << t.name();  // no collection attribute
-    auto members = t.members();
-    ASSERT_EQ(members.size(), expected.size()) << t.name();
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-      SCOPED_TRACE(expected[i].name);
-      EXPECT_EQ(t.memberName(members[i]), expected[i].name);
-      EXPECT_EQ(members[i].attributeId, expected[i].id);
-      EXPECT_EQ(members[i].flagsA, expected[i].flagsA);
-      EXPECT_EQ(members[i].flagsB, expected[i].flagsB);
-      EXPECT_EQ(t.refName(members[i].type), expected[i].type);
-    }
-  };
-  check(SegmentSecurityStatus::vemType(), {{"nameString", 154, 0x2800, 0, "Vem::String"},
-                                           {"enabled", 258, 0xdc00, 0x0101, "bool"},
-                                           {"segmentSecurityRoutingDisableDone", 259, 0xdc00, 0x0101, "bool"},
-                                           {"segmentSecurityRoutingDisable", 260, 0xdc00, 0x0101, "U32"},
-                                           {"segmentSecurityRoutingEnable", 261, 0xdc00, 0x0101, "U32"},
-                                           {"waitForRoutesCleanup", 262, 0xdc00, 0x0101, "bool"},
-                                           {"waitForSegmentSecurityRoutingDisabledCnt", 263, 0xdc00, 0x0101, "U32"},
-                                           {"segmentSecuritySetupComplete", 264, 0xdc00, 0x0101, "bool"}});
-  check(SegmentSecurityStatusWrap::vemType(), {{"nameString", 154, 0x2800, 0, "Vem::String"},
-                                               {"segSecStatus", 258, 0xdd20, 0x0101, "Orv::SegmentSecurityStatus"}});
-  // The singleton creates its child from a name.
-  const Vem::VemType wrap = SegmentSecurityStatusWrap::vemType();
-  auto childArgs = wrap.params(wrap.members()[1].firstParam);
-  ASSERT_EQ(childArgs.size(), 1u);
-  EXPECT_EQ(wrap.paramName(childArgs[0]), "name");
-
-  const Vem::VemType tarsk = TarskSourceIpLookupConfig::vemType();
-  EXPECT_EQ(tarsk.module()->typeCount, 1u);
-  EXPECT_EQ(tarsk.module()->typeRefs, nullptr);  // only built-in types
-  check(tarsk, {{"nameString", 154, 0x2800, 0, "Vem::String"}, {"enabled", 258, 0xdc00, 0x0101, "bool"}});
-}
 
 // Asking for another name replaces the child: the old one is detached, a fresh one (every attribute 0 or
 // false) takes its place, and one announcement carries the old child.

@@ -7,6 +7,8 @@
 #include <Vem/Registry.h>
 #include <Vem/TextForm.h>
 
+#include "OrvTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -16,21 +18,12 @@ namespace {
 
 using namespace VemTest;
 
-std::string errorOf(auto&& f) {
-  try {
-    f();
-  } catch (const Vem::RangeException& e) {
-    return e.what();
-  }
-  return "no error";
-}
-
 TEST(ValueBound, ConstructorAndParserRefuseWithTheirOwnMessages) {
   EXPECT_EQ(Bounded(4095).value(), 4095);
   EXPECT_EQ(Bounded(10, 10).max(), 10);
-  EXPECT_EQ(errorOf([] { Bounded(4096); }), "VemTest::Bounded::value > _max not allowed");
-  EXPECT_EQ(errorOf([] { Bounded(11, 10); }), "VemTest::Bounded::value > _max not allowed");
-  EXPECT_EQ(errorOf([] { Vem::strepToValue<Bounded>("VemTest::Bounded(value=11, max=10)"); }),
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([] { Bounded(4096); }), "VemTest::Bounded::value > _max not allowed");
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([] { Bounded(11, 10); }), "VemTest::Bounded::value > _max not allowed");
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([] { Vem::strepToValue<Bounded>("VemTest::Bounded(value=11, max=10)"); }),
             "VemTest::Bounded::value > max_ not allowed");
   EXPECT_EQ(Vem::strepToValue<Bounded>("VemTest::Bounded(value=10, max=10)"), Bounded(10, 10));
   EXPECT_EQ(Bounded(3, 9).sharing(), 9);  // hand-written beside the module
@@ -46,8 +39,8 @@ TEST(Enumerations, ByCodeByNameAndText) {
   EXPECT_EQ(ColorInstance(2), Color::blue);
   EXPECT_EQ(ColorInstance("green"), Color::green);
   EXPECT_EQ(WideInstance(70000), Wide::high);
-  EXPECT_EQ(errorOf([] { WideInstance(0); }), "VemTest::Wide: no enumerator has the code 0");
-  EXPECT_EQ(errorOf([] { ColorInstance("purple"); }), "VemTest::Color: no enumerator is named 'purple'");
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([] { WideInstance(0); }), "VemTest::Wide: no enumerator has the code 0");
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([] { ColorInstance("purple"); }), "VemTest::Color: no enumerator is named 'purple'");
   EXPECT_EQ(stringValue(Color::red), "red");
   EXPECT_EQ(stringValue(static_cast<Color>(9)), "9");
   Vem::CharRange in("magenta, rest");
@@ -130,7 +123,7 @@ TEST(ValueText, NestedFieldErrorsCarryTheFieldPath) {
   Everything v;
   std::string text = v.stringValue().stdString();
   std::string broken = text.replace(text.find("max=4095"), 8, "max=99999");
-  EXPECT_EQ(errorOf([&] { Vem::strepToValue<Everything>(broken); }).substr(0, 44),
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([&] { Vem::strepToValue<Everything>(broken); }).substr(0, 44),
             "bounded: max: number too large for U16 at of");
 }
 
@@ -139,7 +132,7 @@ TEST(ValueText, FreeParserCommitsOnlyAWholeValue) {
   const std::string bad = "VemTest::Bounded(value=11, max=10), next";
   Vem::CharRange range(bad);
   Bounded target(3, 9);
-  EXPECT_EQ(errorOf([&] { sequenceToValue(range, &target); }), "VemTest::Bounded::value > max_ not allowed");
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([&] { sequenceToValue(range, &target); }), "VemTest::Bounded::value > max_ not allowed");
   EXPECT_EQ(target, Bounded(3, 9));
   EXPECT_EQ(range.offset(), 0u);
 
@@ -155,13 +148,13 @@ TEST(ValueText, FreeParserCommitsOnlyAWholeValue) {
   std::string text = Everything().stringValue().stdString();
   text.replace(text.find("max=4095"), 8, "max=99999");
   Vem::CharRange nested(text);
-  EXPECT_EQ(errorOf([&] { sequenceToValue(nested, &e); }).substr(0, 12), "bounded: max");
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([&] { sequenceToValue(nested, &e); }).substr(0, 12), "bounded: max");
   EXPECT_EQ(e.count(), 1u);
   EXPECT_EQ(nested.offset(), 0u);
   const std::string membership = Membership().stringValue().stdString();
   Vem::CharRange refused(membership);
   Membership m;
-  EXPECT_EQ(errorOf([&] { sequenceToValue(refused, &m); }), "No String constructor for Membership - has collection");
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([&] { sequenceToValue(refused, &m); }), "No String constructor for Membership - has collection");
 
   // Types nested in a namespace are found by argument-dependent lookup as well.
   const Inner::Tagged tagged(Inner::Color::magenta, Color::red);
@@ -230,7 +223,7 @@ TEST(ValueLog, EveryFieldKindRoundTripsAndBoundsHoldOnInput) {
   badOut.u16(9);
   badOut.u16(8);  // value 9 above max 8
   Vem::NboAttrLog::In badIn(bad);
-  EXPECT_EQ(errorOf([&] { Bounded(&badIn, Vem::StreamBogon{}); }), "VemTest::Bounded::value > max_ not allowed");
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([&] { Bounded(&badIn, Vem::StreamBogon{}); }), "VemTest::Bounded::value > max_ not allowed");
   // A U8 enumeration refuses a code beyond its width; a bool refuses bytes other than 0 and 1.
   std::string wide("\0\0\1\0", 4);
   Vem::NboAttrLog::In wideIn(wide);
@@ -274,7 +267,7 @@ TEST(ValueCollection, WholeMapEqualityOrderAndHash) {
 }
 
 TEST(ValueCollection, NoTextParser) {
-  EXPECT_EQ(errorOf([] { Vem::strepToValue<Membership>("VemTest::Membership(intfId=, vlan={}, names={})"); }),
+  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([] { Vem::strepToValue<Membership>("VemTest::Membership(intfId=, vlan={}, names={})"); }),
             "No String constructor for Membership - has collection");
   auto t = Membership::vemType();
   Membership m;

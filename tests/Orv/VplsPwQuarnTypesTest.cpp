@@ -1,6 +1,5 @@
-// VPLS pseudowire records: values filed under their own interface, the none VLAN for absent keys, the
-// wrapping adjacency-index allocator, per-VLAN child sets, and the state dump's exact text, called directly
-// and as attribute 263 through the generic interface.
+// VPLS pseudowire records, their hand-written parts: the factory of the per-VLAN set, and the state
+// dump's exact text, called directly and as attribute 263 through the generic interface.
 #include <Orv/OrvVplsPwQuarnTypesFactory.h>
 
 #include <Brek/DumpContext.h>
@@ -28,98 +27,10 @@ using Bridging::VlanIdOrNone;
 using Lumo::String;
 using Pelix::IntfId;
 
-struct Announcements : Lumo::Subscriber {
-  std::vector<Lumo::AttributeId> ids;
-  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
-};
-
-VplsPwIntfInfo pw(const char* intf, uint32_t label, bool standby = false) {
-  return VplsPwIntfInfo(IntfId(intf), Pelix::MplsLabel(label), Tunnel::TunnelTable::TunnelId(),
-                        true, Pseudowire::FlowLabelType::flowLabelBoth, String("vpls1"), String("group"), true,
-                        standby, false);
-}
-
 std::string dump(const HwVplsPwDecapConfig& config, uint32_t indent) {
   auto ctx = Lumo::newNode<Brek::DumpContext>();
   config.dumpState(ctx, indent);
   return ctx->str();
-}
-
-TEST(VplsPwQuarnTypes, RegistersElevenTypesInOrder) {
-  const char* names[] = {"Orv::VplsPwIntfInfo",        "Orv::VplsPwIntfVlanKey", "Orv::HwVplsPwConfig",
-                         "Orv::HwVplsPwDecapConfig",   "Orv::VplsEncapAdditionalId", "Orv::HwVplsPwStatus",
-                         "Orv::VplsVlanPwIntfSet",     "Orv::HwVplsMactConfig",  "Orv::VplsIntfKey",
-                         "Orv::VplsPwIntfAdditionalDataMap", "Orv::EvpnVplsInteropStatus"};
-  for (uint16_t i = 0; i < 11; ++i) {
-    auto t = Vem::Registry::typeByName(names[i]);
-    ASSERT_TRUE(t.has_value()) << names[i];
-    EXPECT_EQ(t->index(), i) << names[i];
-  }
-  // The value-keyed collection names the key field inside its values.
-  const Vem::MemberRecord* byKey = HwVplsPwConfig::vemType().memberById(258);
-  ASSERT_NE(byKey, nullptr);
-  const uint32_t keyField = byKey->extra;
-  EXPECT_EQ(keyField, VplsPwIntfInfo::vemType().memberById(2)->nameOffset());  // pwIntfId
-  const Vem::VemType decap = HwVplsPwDecapConfig::vemType();
-  for (uint16_t id : {261, 262}) {
-    const uint16_t flags = decap.memberById(id)->flagsA;
-    EXPECT_EQ(flags, 0xdc00) << id;
-  }
-  const uint16_t setFlags = VplsVlanPwIntfSet::vemType().memberById(259)->flagsB;
-  EXPECT_EQ(setFlags, 0x0109);
-}
-
-TEST(VplsPwValues, DefaultsTextAndLogRoundTrip) {
-  VplsPwIntfInfo none;
-  EXPECT_EQ(none.encapLabel().value(), 1048576u);
-  EXPECT_FALSE(static_cast<bool>(none));
-  const VplsPwIntfInfo one = pw("Pseudowire4", 2000, true);
-  EXPECT_TRUE(static_cast<bool>(one));
-  EXPECT_EQ(Vem::strepToValue<VplsPwIntfInfo>(one.stringValue().view()), one);
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  out << one;
-  Vem::NboAttrLog::In in(bytes);
-  EXPECT_EQ(VplsPwIntfInfo(&in, Vem::StreamBogon{}), one);
-  // Ordering is by attribute: the interface first, whatever the label says.
-  EXPECT_LT(pw("Pseudowire1", 900), pw("Pseudowire2", 100));
-  const VplsIntfKey key(Pseudowire::VplsIntfIdGroupKey(String("vpls1"), String("g")), true);
-  EXPECT_EQ(Vem::strepToValue<VplsIntfKey>(key.stringValue().view()), key);
-}
-
-TEST(HwVplsPwConfig, FilesEachValueUnderItsOwnInterface) {
-  auto config = hwVplsPwConfigFactory(String("config"));
-  Announcements seen;
-  config->publisher().subscriberAdd(&seen);
-  config->vplsPwIntfInfoIs(pw("Pseudowire1", 100));
-  config->vplsPwIntfInfoIs(pw("Pseudowire2", 200));
-  config->vplsPwIntfInfoIs(pw("Pseudowire1", 100));        // equal: nothing
-  config->vplsPwIntfInfoIs(pw("Pseudowire1", 100, true));  // replaces
-  EXPECT_EQ(seen.ids, (std::vector<Lumo::AttributeId>{258, 258, 258}));
-  EXPECT_EQ(config->vplsPwIntfInfo().size(), 2u);
-  EXPECT_TRUE(config->vplsPwIntfInfo(IntfId("Pseudowire1")).standby());
-  EXPECT_EQ(config->vplsPwIntfInfo(IntfId("Pseudowire2")).encapLabel().value(), 200u);
-  config->vplsPwIntfInfoDel(IntfId("Pseudowire2"));
-  EXPECT_EQ(config->vplsPwIntfInfo(IntfId("Pseudowire2")), VplsPwIntfInfo());
-  config->publisher().subscriberDel(&seen);
-}
-
-TEST(HwVplsPwDecapConfig, AbsentVlanTagIsNoneAndFlagsAnnounceChanges) {
-  auto config = hwVplsPwDecapConfigFactory(String("decap"));
-  const VplsPwIntfVlanKey key(IntfId("Pseudowire1"), VlanId(10));
-  EXPECT_TRUE(config->vlanTagInfo(key).isNone());
-  config->vlanTagInfoIs(key, VlanIdOrNone(20));
-  EXPECT_EQ(config->vlanTagInfo(key).value(), 20);
-  EXPECT_TRUE(config->vlanTagInfo(VplsPwIntfVlanKey(IntfId("Pseudowire1"), VlanId(11))).isNone());
-
-  Announcements seen;
-  config->publisher().subscriberAdd(&seen);
-  config->startupSyncDoneIs(false);  // already false
-  config->startupSyncDoneIs(true);
-  config->restartDoneIs(true);
-  config->restartDoneIs(true);
-  EXPECT_EQ(seen.ids, (std::vector<Lumo::AttributeId>{261, 262}));
-  config->publisher().subscriberDel(&seen);
 }
 
 TEST(HwVplsPwDecapConfig, DumpOfAnEmptyEntityIsFourLines) {
@@ -185,34 +96,6 @@ struct GenericDumpCall {
   }
 };
 
-TEST(HwVplsPwDecapConfig, DumpStateIsRegisteredAsAnOperationWithTwoParameters) {
-  const Vem::VemType t = HwVplsPwDecapConfig::vemType();
-  const Vem::MemberRecord* m = t.memberById(263);
-  ASSERT_NE(m, nullptr);
-  EXPECT_EQ(t.memberName(*m), "dumpState");
-  EXPECT_EQ(m->flagsA, 0x0810);
-  EXPECT_EQ(m->flagsB, 0);
-  EXPECT_EQ(m->type, -4);  // returns nothing
-  EXPECT_EQ(m->keyType, -1);
-  EXPECT_EQ(m, &t.members().back());
-  ASSERT_NE(m->firstParam, 0);
-  auto params = t.params(m->firstParam);
-  ASSERT_EQ(params.size(), 2u);
-  EXPECT_EQ(t.paramName(params[0]), "dumpCtx");
-  EXPECT_EQ(t.paramTypeName(params[0]), "Brek::DumpContext");
-  EXPECT_EQ(t.paramName(params[1]), "indentCount");
-  EXPECT_EQ(t.paramTypeName(params[1]), "U32");
-  EXPECT_TRUE(t.module()->params[m->firstParam + 2].terminator());
-  // The dump context is a registered platform entity type: tools hold references to it.
-  const auto ctxType = Vem::Registry::typeByName("Brek::DumpContext");
-  ASSERT_TRUE(ctxType.has_value());
-  EXPECT_TRUE(ctxType->isEntity());
-  EXPECT_TRUE(ctxType->members().empty());
-  EXPECT_EQ(ctxType->impl().constructFromCtorArgs, nullptr);
-  Vem::AnyValue none{Vem::TypeHandle(*ctxType)};
-  EXPECT_EQ(none.text(), "null");
-}
-
 TEST(HwVplsPwDecapConfig, DumpStateThroughTheGenericInterfaceWritesTheSameBytes) {
   auto config = hwVplsPwDecapConfigFactory(String("decap"));
   GenericDumpCall call;
@@ -249,40 +132,13 @@ TEST(HwVplsPwDecapConfig, GenericDumpStateRefusesMissingArgumentsAndOtherCodes) 
   EXPECT_EQ(config->decapLabel().size(), 1u);
 }
 
-TEST(VplsPwIntfAdditionalDataMap, AllocatorWrapsAndAnnouncesOnlyChanges) {
-  auto map = vplsPwIntfAdditionalDataMapFactory(String("adj"));
-  Announcements seen;
-  map->publisher().subscriberAdd(&seen);
-  EXPECT_EQ(map->pwAdjIndexAllocatorInc(0), 0u);  // no change, no announcement
-  map->pwAdjIndexAllocatorIs(UINT64_MAX);
-  map->pwAdjIndexAllocatorIs(UINT64_MAX);
-  EXPECT_EQ(map->pwAdjIndexAllocatorInc(0), UINT64_MAX);
-  EXPECT_EQ(map->pwAdjIndexAllocatorInc(1), 0u);
-  EXPECT_EQ(map->pwAdjIndexAllocatorInc(UINT64_MAX), UINT64_MAX);  // adds modulo 2^64
-  EXPECT_EQ(seen.ids, (std::vector<Lumo::AttributeId>{259, 259, 259}));
-
-  // The two index maps are independent: neither follows the other.
-  map->pwAdjIndexIs(IntfId("Pseudowire1"), 7);
-  EXPECT_EQ(map->pwAdjIndexToPwIntfId(7), IntfId());
-  map->pwAdjIndexToPwIntfIdIs(7, IntfId("Pseudowire1"));
-  map->pwAdjIndexDel(IntfId("Pseudowire1"));
-  EXPECT_EQ(map->pwAdjIndexToPwIntfId(7), IntfId("Pseudowire1"));
-  EXPECT_EQ(seen.ids.size(), 6u);
-  map->publisher().subscriberDel(&seen);
-}
-
-TEST(HwVplsMactConfig, OwnsOneSetPerVlan) {
-  auto mact = hwVplsMactConfigFactory(String("mact"));
-  auto set10 = mact->vplsVlanPwIntfSetIs(VlanId(10));
-  EXPECT_EQ(set10->vlanId(), VlanId(10));
-  EXPECT_EQ(mact->vplsVlanPwIntfSetIs(VlanId(10)), set10);  // existing child returned
-  set10->pwIntfSetIs(IntfId("Pseudowire1"));
-  set10->pwIntfSetIs(IntfId("Pseudowire2"));
-  EXPECT_TRUE(mact->vplsVlanPwIntfSet(VlanId(10))->pwIntfSetHas(IntfId("Pseudowire2")));
-  EXPECT_EQ(mact->vplsVlanPwIntfSet(VlanId(11)), nullptr);
-  mact->vplsVlanPwIntfSetDel(VlanId(10));
-  EXPECT_EQ(mact->vplsVlanPwIntfSet().size(), 0u);
-  EXPECT_EQ(vplsVlanPwIntfSetFactory(VlanId(30))->vlanId(), VlanId(30));
+// The per-VLAN set is built from its VLAN by a hand-written factory, standing alone.
+TEST(VplsVlanPwIntfSet, FactoryBuildsFromTheVlan) {
+  auto set = vplsVlanPwIntfSetFactory(VlanId(30));
+  ASSERT_TRUE(set);
+  EXPECT_EQ(set->vlanId(), VlanId(30));
+  EXPECT_EQ(set->parent(), nullptr);
+  EXPECT_EQ(set->useCount(), 1u);
 }
 
 }  // namespace

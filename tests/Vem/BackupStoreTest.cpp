@@ -25,18 +25,6 @@ TEST(BackupStore, EntriesArePerAttributeAndKeyedByTheirBytes) {
   EXPECT_FALSE(store.del(258, zero));
   EXPECT_FALSE(store.del(300, zero));
   EXPECT_EQ(store.keys(258), std::vector<std::string>{zeroOne});
-  EXPECT_TRUE(store.mirroring());
-  store.mirroringIs(false);
-  EXPECT_FALSE(store.mirroring());
-}
-
-TEST(BackupStore, SizeMismatchNamesTheTypeAndBothSizes) {
-  try {
-    Vem::throwBackupSizeMismatch("L2Rib::ObjTuple", 8, 7);
-    FAIL();
-  } catch (const Vem::RangeException& e) {
-    EXPECT_STREQ(e.what(), "backup size mismatch: L2Rib::ObjTuple is 8 bytes, not 7");
-  }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "Commands.h"
 #include "Dispatch.h"
+#include "Program.h"
 #include "TestModule.h"
 
 #include <Orv/OrvPortVlanPair.h>
@@ -157,44 +158,35 @@ TEST(VemshValue, EntitiesAndUnknownTypesAreRefused) {
   EXPECT_EQ(userErrorOf(vemsh::showValue, "Orv::Nope", "x"), "no type named Orv::Nope");
 }
 
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-Outcome run(std::vector<std::string_view> args) {
-  std::ostringstream out, err;
-  int status = vemsh::runCommand(args, out, err);
-  return {status, out.str(), err.str()};
-}
+using Outcome = vemshtest::ProgramResult;
+using vemshtest::runCommand;
 
 TEST(VemshDispatch, ExitStatusAndStreams) {
-  Outcome ok = run({"value", "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet3/1, vlan=100)"});
+  Outcome ok = runCommand({"value", "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet3/1, vlan=100)"});
   EXPECT_EQ(ok.status, vemsh::exitOk);
   EXPECT_THAT(ok.out, StartsWith("text: Orv::PortVlanPair(port=Ethernet3/1, vlan=100)\nhash: 0x"));
   EXPECT_EQ(ok.err, "");
 
-  Outcome userError = run({"describe", "Orv::Nope"});
+  Outcome userError = runCommand({"describe", "Orv::Nope"});
   EXPECT_EQ(userError.status, vemsh::exitUserError);
   EXPECT_EQ(userError.out, "");
   EXPECT_EQ(userError.err, "vemsh: no type named Orv::Nope\n");
 
-  Outcome parseError = run({"value", "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet1, vlan=x)"});
+  Outcome parseError = runCommand({"value", "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet1, vlan=x)"});
   EXPECT_EQ(parseError.status, vemsh::exitUserError);
   EXPECT_THAT(parseError.err, StartsWith("vemsh: "));
   EXPECT_EQ(lines(parseError.err).size(), 1u);
 
   for (auto args : {std::vector<std::string_view>{}, {"bogus"}, {"describe"}, {"types", "a", "b"}, {"modules", "x"}}) {
-    Outcome usage = run(args);
+    Outcome usage = runCommand(args);
     EXPECT_EQ(usage.status, vemsh::exitUsage);
     EXPECT_EQ(usage.out, "");
     EXPECT_THAT(usage.err, HasSubstr("usage: vemsh"));
   }
-  EXPECT_THAT(run({"bogus"}).err, StartsWith("vemsh: unknown command 'bogus'\n"));
-  EXPECT_EQ(run({"describe"}).err, "usage: vemsh describe TYPE\n");
+  EXPECT_THAT(runCommand({"bogus"}).err, StartsWith("vemsh: unknown command 'bogus'\n"));
+  EXPECT_EQ(runCommand({"describe"}).err, "usage: vemsh describe TYPE\n");
 
-  Outcome help = run({"help"});
+  Outcome help = runCommand({"help"});
   EXPECT_EQ(help.status, vemsh::exitOk);
   for (const char* command : {"modules", "types [MODULE]", "describe TYPE", "value TYPE TEXT", "help"})
     EXPECT_THAT(help.out, HasSubstr("\n  " + std::string(command))) << command;

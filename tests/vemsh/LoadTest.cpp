@@ -1,6 +1,7 @@
 // `vemsh --load`: a type library the shell is not linked with registers its modules when loaded, and
 // every command sees them; a library that cannot be loaded stops the shell before the command runs.
 #include "Dispatch.h"
+#include "Program.h"
 
 #include <Vem/Registry.h>
 
@@ -18,21 +19,12 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-Outcome run(std::vector<std::string_view> args) {
-  std::ostringstream out, err;
-  int status = vemsh::runCommand(args, out, err);
-  return {status, out.str(), err.str()};
-}
+using Outcome = vemshtest::ProgramResult;
+using vemshtest::runCommand;
 
 TEST(VemshLoad, LoadedLibraryRegistersItsModulesForTheCommand) {
   ASSERT_EQ(Vem::Registry::moduleByName("VemshLoadable"), nullptr) << "the test program must not link it";
-  Outcome value = run({"--load", VEMSH_LOADABLE_LIBRARY, "value", "VemshLoadable::Link",
+  Outcome value = runCommand({"--load", VEMSH_LOADABLE_LIBRARY, "value", "VemshLoadable::Link",
                        "VemshLoadable::Link(port=Ethernet7, mode=off)"});
   EXPECT_EQ(value.status, vemsh::exitOk) << value.err;
   EXPECT_THAT(value.out, StartsWith("text: VemshLoadable::Link(port=Ethernet7, mode=off)\nhash: 0x"));
@@ -41,7 +33,7 @@ TEST(VemshLoad, LoadedLibraryRegistersItsModulesForTheCommand) {
 
   // Loading it again (twice in one command line too) registers nothing new.
   std::size_t count = Vem::Registry::moduleCount();
-  Outcome again = run({"--load", VEMSH_LOADABLE_LIBRARY, "--load", VEMSH_LOADABLE_LIBRARY, "types", "VemshLoadable"});
+  Outcome again = runCommand({"--load", VEMSH_LOADABLE_LIBRARY, "--load", VEMSH_LOADABLE_LIBRARY, "types", "VemshLoadable"});
   EXPECT_EQ(again.status, vemsh::exitOk) << again.err;
   EXPECT_THAT(again.out, HasSubstr("VemshLoadable::Link"));
   EXPECT_THAT(again.out, HasSubstr("VemshLoadable::Mode"));
@@ -50,35 +42,35 @@ TEST(VemshLoad, LoadedLibraryRegistersItsModulesForTheCommand) {
 
 TEST(VemshLoad, UnloadableLibraryIsOneErrorLineAndNoCommand) {
   // Missing, and present but not a library: the loader's reason, without repeating the path.
-  Outcome missing = run({"--load", "/nonexistent/libnothing.so", "modules"});
+  Outcome missing = runCommand({"--load", "/nonexistent/libnothing.so", "modules"});
   EXPECT_EQ(missing.status, vemsh::exitUserError);
   EXPECT_EQ(missing.out, "") << "the command must not run";
   EXPECT_THAT(missing.err, StartsWith("vemsh: cannot load /nonexistent/libnothing.so: "));
   EXPECT_THAT(missing.err, Not(HasSubstr(": /nonexistent/libnothing.so:")));
   EXPECT_EQ(std::count(missing.err.begin(), missing.err.end(), '\n'), 1);
 
-  Outcome notLibrary = run({"--load", "/dev/null", "modules"});
+  Outcome notLibrary = runCommand({"--load", "/dev/null", "modules"});
   EXPECT_EQ(notLibrary.status, vemsh::exitUserError);
   EXPECT_EQ(notLibrary.out, "");
   EXPECT_THAT(notLibrary.err, StartsWith("vemsh: cannot load /dev/null: "));
 
   // A good library before a bad one does not let the command run either.
-  Outcome second = run({"--load", VEMSH_LOADABLE_LIBRARY, "--load", "/nonexistent/libnothing.so", "modules"});
+  Outcome second = runCommand({"--load", VEMSH_LOADABLE_LIBRARY, "--load", "/nonexistent/libnothing.so", "modules"});
   EXPECT_EQ(second.status, vemsh::exitUserError);
   EXPECT_EQ(second.out, "");
 }
 
 TEST(VemshLoad, MissingLibraryOrCommandIsUsage) {
   for (auto args : {std::vector<std::string_view>{"--load"}, {"--load", VEMSH_LOADABLE_LIBRARY}}) {
-    Outcome usage = run(args);
+    Outcome usage = runCommand(args);
     EXPECT_EQ(usage.status, vemsh::exitUsage);
     EXPECT_EQ(usage.out, "");
     EXPECT_THAT(usage.err, HasSubstr("usage: vemsh"));
   }
   // The option is only recognised before the command.
-  Outcome late = run({"modules", "--load", VEMSH_LOADABLE_LIBRARY});
+  Outcome late = runCommand({"modules", "--load", VEMSH_LOADABLE_LIBRARY});
   EXPECT_EQ(late.status, vemsh::exitUsage);
-  EXPECT_THAT(run({"help"}).out, StartsWith("usage: vemsh [--load LIBRARY]... COMMAND [ARGUMENTS]\n"));
+  EXPECT_THAT(runCommand({"help"}).out, StartsWith("usage: vemsh [--load LIBRARY]... COMMAND [ARGUMENTS]\n"));
 }
 
 }  // namespace

@@ -1,11 +1,14 @@
 #include "Program.h"
 
+#include "Dispatch.h"
+
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -14,6 +17,12 @@
 #include <unistd.h>
 
 namespace vemshtest {
+
+ProgramResult runCommand(std::vector<std::string_view> args) {
+  std::ostringstream out, err;
+  const int status = vemsh::runCommand(args, out, err);
+  return {status, out.str(), err.str()};
+}
 
 namespace {
 

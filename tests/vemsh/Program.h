@@ -1,8 +1,10 @@
 // Runs the real vemsh program, as users run it, with a text on its standard input, and collects what
 // it writes. Every run has a time limit: a process still running then is killed and the test fails.
+// Also runs one command line inside the test program, through the same dispatcher.
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <sys/types.h>
@@ -14,6 +16,9 @@ struct ProgramResult {
   std::string out;
   std::string err;
 };
+
+// One command line dispatched in this process: exit status and both streams.
+ProgramResult runCommand(std::vector<std::string_view> args);
 
 // The program's path (and, in a cross build, the emulator before it), from the build.
 std::vector<std::string> vemshCommand(const std::vector<std::string>& args);

@@ -1,14 +1,13 @@
-// Tunnel FEC requests and responses and the object-tuple FEC map: 64-bit tunnel ids, the pair's
-// protocol-buffers form on malformed input, and the backup of the map with its restore.
+// The object-tuple FEC map: the pair's hand-written protocol-buffers form, on good and malformed input,
+// and the backup of the map with its restore.
 #include <Orv/OrvObjTupleToFecId.h>
-#include <Orv/OrvTunnelFecRequest.h>
-
-#include "MirrorTestSupport.h"
 
 #include <Lumo/Pb.h>
 #include <Lumo/Publisher.h>
 #include <Vem/Backup.h>
 #include <Vem/GenericIf.h>
+
+#include "AnnouncementLog.h"
 
 #include <gtest/gtest.h>
 
@@ -20,18 +19,7 @@
 namespace {
 
 using namespace Orv;
-using Tunnel::TunnelTable::TunnelId;
-
-class Announcements : public Lumo::Subscriber {
- public:
-  explicit Announcements(Vem::Entity& e) : entity_(e) { entity_.publisher().subscriberAdd(this); }
-  ~Announcements() override { entity_.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void*, const void*) override { ids.push_back(id); }
-  std::vector<Lumo::AttributeId> ids;
-
- private:
-  Vem::Entity& entity_;
-};
+using Announcements = OrvTest::AnnouncedIds;
 
 ObjTupleAndFecId pair(uint64_t tuple, uint64_t fec) { return ObjTupleAndFecId(L2Rib::ObjTuple(tuple), Drove::Fib::FecId(fec)); }
 
@@ -44,35 +32,8 @@ std::string bytes(std::initializer_list<int> b) {
 // A length-prefixed message around the given fields.
 std::string framed(const std::string& fields) { return bytes({static_cast<int>(fields.size())}) + fields; }
 
-TEST(TunnelFecTables, SixtyFourBitIdsAndResponsesMirror) {
-  auto request = TunnelIdToHwFecIdRequestIs(Lumo::String("req"));
-  request->tunnelIdRequestedIs(TunnelId(0x1'0000'0001), true);
-  request->tunnelIdRequestedIs(TunnelId(0x0'0000'0001), false);
-  EXPECT_EQ(request->tunnelIdRequested().size(), 2u) << "64-bit ids that differ only in the high word";
-  EXPECT_TRUE(request->tunnelIdRequested(TunnelId(0x1'0000'0001)));
-
-  MirrorTest::Pair link;
-  auto response = tunnelIdToHwFecIdResponseFactory(Lumo::String("resp"));
-  response->tunnelIdResponseIs(TunnelId(7), NexthopIndex(70));
-  link.sender.attach(response);
-  link.drain();
-  response->tunnelIdResponseIs(TunnelId(7), NexthopIndex(71));
-  response->tunnelIdResponseIs(TunnelId(8), NexthopIndex(80));
-  response->tunnelIdResponseDel(TunnelId(8));
-  link.drain();
-  const auto& mirror = link.mirrorAs<TunnelIdToHwFecIdResponse>();
-  EXPECT_EQ(mirror.tunnelIdResponse().size(), 1u);
-  EXPECT_EQ(mirror.tunnelIdResponse(TunnelId(7)), NexthopIndex(71));
-}
-
-TEST(ObjTupleToFecId, StoresEachPairUnderItsOwnTuple) {
-  auto map = objTupleToFecIdFactory(Lumo::String("map"));
-  map->objTupleToFecIdIs(pair(1, 10));
-  map->objTupleToFecIdIs(pair(1, 11));
-  EXPECT_EQ(map->objTupleToFecId().size(), 1u);
-  EXPECT_EQ(map->objTupleToFecId(L2Rib::ObjTuple(1)), pair(1, 11));
-
-  // Both types are registered as having a message form; the map's member says its values have one.
+// Both types are registered as having a message form; the map's member says its values have one.
+TEST(ObjTupleToFecId, RegisteredWithTheirMessageForm) {
   EXPECT_EQ(ObjTupleAndFecId::vemType().record().kind, 0xa1);
   EXPECT_EQ(ObjTupleToFecId::vemType().record().kind, 0xe0);
   EXPECT_EQ(ObjTupleToFecId::vemType().memberByName("objTupleToFecId")->flagsB, 0x9101);
@@ -223,9 +184,9 @@ TEST(ObjTupleToFecIdBackup, EntriesOfTheWrongSizeStopTheRestore) {
     std::string key, value, message;
   };
   const std::vector<Case> cases = {
-      {"short key", std::string(7, '\0'), raw(&value, 16), "L2Rib::ObjTuple is 8 bytes, not 7"},
-      {"long value", raw(&one, 8), raw(&value, 16) + "x", "Orv::ObjTupleAndFecId is 16 bytes, not 17"},
-      {"empty value", raw(&one, 8), std::string(), "Orv::ObjTupleAndFecId is 16 bytes, not 0"},
+      {"short key", std::string(7, '\0'), raw(&value, 16), "backup size mismatch: L2Rib::ObjTuple is 8 bytes, not 7"},
+      {"long value", raw(&one, 8), raw(&value, 16) + "x", "backup size mismatch: Orv::ObjTupleAndFecId is 16 bytes, not 17"},
+      {"empty value", raw(&one, 8), std::string(), "backup size mismatch: Orv::ObjTupleAndFecId is 16 bytes, not 0"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);

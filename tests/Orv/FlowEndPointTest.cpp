@@ -1,11 +1,13 @@
-// VLAN translation keys and outcomes, and traffic-stream endpoint status: an endpoint asked for again
-// must name the same group and source (checked in that order) while its status may change.
+// Traffic-stream endpoint status: an endpoint asked for again must name the same group and source
+// (checked in that order) while its status may change.
 #include <Orv/OrvFlow.h>
 
 #include <Vem/NboAttrLog.h>
 #include <Vem/TextForm.h>
 
 #include "AnnouncementLog.h"
+
+#include "OrvTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -15,63 +17,12 @@
 
 namespace {
 
-using Bridging::VlanId;
-using Bridging::VlanIdOrNone;
-using Bridging::VlanXlateKey;
-using Bridging::VlanXlateMapping;
 using OpenFlowTable::TrafficStreamEndPointId;
 using OpenFlowTable::TrafficStreamStatus;
 using Pelix::IntfId;
 using namespace Orv;
 
 using Announcements = OrvTest::AnnouncedIds;
-
-VlanXlateKey xkey(uint16_t outer, uint16_t inner = 0) { return VlanXlateKey(VlanId(outer), VlanIdOrNone(inner)); }
-VlanXlateMapping xmap(uint16_t outer, uint16_t inner = 0) { return VlanXlateMapping(VlanIdOrNone(outer), VlanIdOrNone(inner)); }
-
-TEST(OrvFlowValues, DefaultsOrderTextAndLogForm) {
-  OrvFlowVlanXlateStatusMapping none;
-  EXPECT_EQ(none.res(), OrvTypes::TableAddStatus::success);
-  EXPECT_EQ(none.vlanXlateMapping(), xmap(0, 0));
-  EXPECT_FALSE(static_cast<bool>(none));
-  OrvFlowVlanXlateKey k;
-  EXPECT_EQ(k.vlanXlateKey(), xkey(1, 0));
-  EXPECT_EQ(k.direction(), Bridging::VlanMappingDirection::vlanMappingIngress);
-
-  OrvFlowVlanXlateKey in(IntfId("Ethernet4"), xkey(10, 20), Bridging::VlanMappingDirection::vlanMappingIngress);
-  OrvFlowVlanXlateKey out(IntfId("Ethernet4"), xkey(10, 20), Bridging::VlanMappingDirection::vlanMappingEgress);
-  EXPECT_NE(in, out);
-  EXPECT_LT(in, out);  // the direction decides last
-  EXPECT_NE(in.hash(0), out.hash(0));
-  EXPECT_EQ(Vem::strepToValue<OrvFlowVlanXlateKey>(out.stringValue().view()), out);
-
-  OrvFlowVlanXlateStatusMapping full(OrvTypes::TableAddStatus::full, xmap(30, 40));
-  EXPECT_EQ(Vem::strepToValue<OrvFlowVlanXlateStatusMapping>(full.stringValue().view()), full);
-  std::string bytes;
-  Vem::NboAttrLog::Out log(bytes);
-  log << full;
-  // The status as its code (every enumeration travels as a U32), then the two VLANs.
-  EXPECT_EQ(bytes, std::string("\x00\x00\x00\x02\x00\x1e\x00\x28", 8));
-  Vem::NboAttrLog::In back(bytes);
-  EXPECT_EQ(OrvFlowVlanXlateStatusMapping(&back, Vem::StreamBogon{}), full);
-  for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
-    Vem::NboAttrLog::In shorter(bytes.data(), cut);
-    EXPECT_THROW(OrvFlowVlanXlateStatusMapping(&shorter, Vem::StreamBogon{}), Vem::RangeException) << cut;
-  }
-  // A code too wide for the status' one byte is refused.
-  std::string bad("\x00\x00\x01\x02\x00\x1e\x00\x28", 8);
-  Vem::NboAttrLog::In badIn(bad);
-  EXPECT_THROW(OrvFlowVlanXlateStatusMapping(&badIn, Vem::StreamBogon{}), Vem::RangeException);
-}
-
-std::string errorOf(const std::function<void()>& fn) {
-  try {
-    fn();
-  } catch (const Vem::EntityError& e) {
-    return e.what();
-  }
-  return "no error";
-}
 
 TEST(OrvDfEndPointStatusDir, ReinstantiationKeepsGroupAndSourceAndUpdatesStatus) {
   auto dir = orvDfEndPointStatusDirFactory(Lumo::String("eps"));
@@ -89,12 +40,12 @@ TEST(OrvDfEndPointStatusDir, ReinstantiationKeepsGroupAndSourceAndUpdatesStatus)
 
   // A different source fails on 261; a different group fails on 259 first, even with the source wrong too.
   // Either way nothing changes, not even the status that came with the call.
-  std::string source = errorOf([&] {
+  std::string source = OrvTest::errorOf<Vem::EntityError>([&] {
     dir->trafficEpStatusIs(id, Lumo::String("groupA"), TrafficStreamStatus::trafficStreamError, Lumo::String("api"));
   });
   EXPECT_NE(source.find("attribute 261"), std::string::npos) << source;
   EXPECT_NE(source.find("\"cli\""), std::string::npos) << source;
-  std::string group = errorOf([&] {
+  std::string group = OrvTest::errorOf<Vem::EntityError>([&] {
     dir->trafficEpStatusIs(id, Lumo::String("groupB"), TrafficStreamStatus::trafficStreamError, Lumo::String("api"));
   });
   EXPECT_NE(group.find("attribute 259"), std::string::npos) << group;
