@@ -54,6 +54,14 @@ TEST(Constants, NoStoredDataAndNoHash) {
   EXPECT_NE(Vem::GenericIfImpl::valueMethods(AclKey::vemType())->hash, nullptr);
   // The key's default group is the constant.
   EXPECT_EQ(AclKey().aclGroup(), Constants::aclGroupDefault());
+  // A constant member is fixed and readable, marked constant, and has no setter flags.
+  auto members = Constants::vemType().members();
+  ASSERT_EQ(members.size(), 1u);
+  EXPECT_EQ(Constants::vemType().memberName(members[0]), "aclGroupDefault");
+  EXPECT_EQ(members[0].attributeId, 2);
+  EXPECT_EQ(members[0].flagsA, 0x2808);
+  EXPECT_EQ(members[0].flagsB, 0);
+  EXPECT_EQ(Constants::vemType().refName(members[0].type), "Vem::String");
 }
 
 // ---- AclKey ----------------------------------------------------------------------------------------
