@@ -4,6 +4,7 @@
 #include <Vem/HashMap2018NodeInternalKey.h>
 
 #include <gtest/gtest.h>
+#include <algorithm>
 
 #include <random>
 #include <string>
@@ -427,4 +428,25 @@ TEST(HashMap2018, StringHashSeesEveryByteAndTheLength) {
     EXPECT_NE(h, Vem::hashSingleAttr(Lumo::String(text), 7u)) << "length " << n << " and one more";
   }
   EXPECT_NE(Vem::hashSingleAttr(Lumo::String(std::string("\0", 1)), 0u), Vem::hashSingleAttr(Lumo::String(), 0u));
+}
+
+TEST(HashMap2018, StringHashSpreadsNamesThatDifferInTheirLastDigits) {
+  // Interface names share a long prefix and differ in a few digits at the end. Hashed into 512
+  // buckets (the table of 1000 keys), they must fill them about as a random function would: a lookup
+  // that hits compares about 1 + load/2 = 2 nodes, and no bucket is many times the load.
+  for (uint32_t seed : {0u, 0x51u, 0x9e3779b9u}) {
+    std::vector<unsigned> bucket(512);
+    for (std::size_t i = 0; i < 1000; ++i) {
+      const Lumo::String name("Ethernet" + std::to_string(i / 48 + 1) + "/" + std::to_string(i % 48 + 1));
+      ++bucket[Vem::hashSingleAttr(name, seed) & 511];
+    }
+    double squares = 0;
+    unsigned longest = 0;
+    for (unsigned n : bucket) {
+      squares += double(n) * n;
+      longest = std::max(longest, n);
+    }
+    EXPECT_LT(squares / 1000 / 2 + 0.5, 2.3) << "seed " << seed;
+    EXPECT_LE(longest, 10u) << "seed " << seed;
+  }
 }
