@@ -8,14 +8,6 @@
 
 namespace Vem::NboAttrLog {
 
-namespace {
-
-uint32_t be32(const uint8_t* p) noexcept {
-  return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3];
-}
-
-}  // namespace
-
 Demuxer::Demuxer() = default;
 
 Demuxer::~Demuxer() {
@@ -52,10 +44,10 @@ std::size_t Demuxer::applyRecords(const char* bytes, std::size_t size) {
     const std::size_t available = size - at;
     if (available < Frame::kHeaderSize) break;
     const auto* p = reinterpret_cast<const uint8_t*>(bytes) + at;
-    const EntityId id{be32(p)};
+    const EntityId id{static_cast<uint32_t>(getBigEndian(p, 4))};
     const uint8_t kind = p[4];
-    const AttributeId attribute = static_cast<AttributeId>(p[5] << 8 | p[6]);
-    const uint32_t length = be32(p + 7);
+    const auto attribute = static_cast<AttributeId>(getBigEndian(p + 5, 2));
+    const uint32_t length = static_cast<uint32_t>(getBigEndian(p + 7, 4));
     try {
       if (length > Frame::kMaxPayload)
         throw RangeException("attribute log: record payload of " + std::to_string(length) + " bytes above the limit");

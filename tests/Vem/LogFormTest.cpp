@@ -46,4 +46,23 @@ TEST(LogForm, PutWritesTheStreamBytesForEveryPrimitiveKind) {
   expectPutMatchesWrite(Lumo::String(std::string(300, 'x')));
 }
 
+TEST(LogForm, NumbersTravelMostSignificantByteFirst) {
+  std::string bytes;
+  Vem::NboAttrLog::Out out(bytes);
+  out.u16(0x1234);
+  out.u32(0xdeadbeef);
+  out.u64(0x0102030405060708);
+  EXPECT_EQ(bytes, std::string("\x12\x34\xde\xad\xbe\xef\x01\x02\x03\x04\x05\x06\x07\x08", 14));
+  Vem::NboAttrLog::In in(bytes);
+  EXPECT_EQ(in.u16(), 0x1234u);
+  EXPECT_EQ(in.u32(), 0xdeadbeefu);
+  EXPECT_EQ(in.u64(), 0x0102030405060708u);
+  EXPECT_TRUE(in.atEnd());
+  // Widths without a whole machine word take the byte loop.
+  char three[3];
+  Vem::NboAttrLog::putBigEndian(three, 0xabcdef, 3);
+  EXPECT_EQ(std::string(three, 3), "\xab\xcd\xef");
+  EXPECT_EQ(Vem::NboAttrLog::getBigEndian(reinterpret_cast<const uint8_t*>(three), 3), 0xabcdefu);
+}
+
 }  // namespace
