@@ -122,12 +122,6 @@ NboAttrLog::Out* Entity::VemNboAttrLogSa::collSerializeCheck(AttributeId attribu
   return sender_->beginRecord(id_, NboAttrLog::Frame::attribute, deleted ? NboAttrLog::negated(attribute) : attribute);
 }
 
-char* Entity::VemNboAttrLogSa::collRecordAt(AttributeId attribute, bool deleted, std::size_t payloadSize) {
-  if (sender_ == nullptr || !collGranted(*this, payloadSize)) return nullptr;
-  return sender_->appendRecord(id_, NboAttrLog::Frame::attribute,
-                               deleted ? NboAttrLog::negated(attribute) : attribute, payloadSize);
-}
-
 NboAttrLog::Out* Entity::VemNboAttrLogSa::refCollSerializeCheck(AttributeId attribute, std::size_t keySize,
                                                                Entity& target, EntityId* targetId) {
   if (sender_ == nullptr) return nullptr;
@@ -425,33 +419,18 @@ void Sender::consume(std::size_t n) noexcept {
   }
 }
 
-bool Sender::roomFor(std::size_t payloadSize) const noexcept {
-  if (room_ == kUnlimited) return true;
-  const std::size_t used = buffered() + reserve_;
-  return used <= room_ && kHeaderSize + payloadSize <= room_ - used;
-}
-
-namespace {
-void putHeader(char* to, EntityId entity, uint8_t kind, AttributeId attribute, std::size_t payloadSize) noexcept {
-  putBigEndian(to, entity.value, 4);
-  to[4] = static_cast<char>(kind);
-  putBigEndian(to + 5, attribute, 2);
-  putBigEndian(to + 7, payloadSize, 4);
-}
-}  // namespace
 
 Out* Sender::beginRecord(EntityId entity, uint8_t kind, AttributeId attribute) {
   assert(recordStart_ == std::string::npos && "Vem/NboAttrLogSa: a record begins inside another");
   buffer_.resize(end_);  // the stream appends right after the output
   recordStart_ = end_;
   char header[kHeaderSize];
-  putHeader(header, entity, kind, attribute, 0);  // the length, set at commit
+  putRecordHeader(header, entity, kind, attribute, 0);  // the length, set at commit
   buffer_.append(header, kHeaderSize);
   return &out_;
 }
 
-char* Sender::appendRecord(EntityId entity, uint8_t kind, AttributeId attribute, std::size_t payloadSize) {
-  assert(recordStart_ == std::string::npos && "Vem/NboAttrLogSa: a record begins inside another");
+char* Sender::appendRecordGrowing(EntityId entity, uint8_t kind, AttributeId attribute, std::size_t payloadSize) {
   if (payloadSize > Frame::kMaxPayload) failRecordTooLong();
   const std::size_t size = kHeaderSize + payloadSize;
   // Room is zeroed a step at a time: a record written through the stream trims it, and the next sized
@@ -460,7 +439,7 @@ char* Sender::appendRecord(EntityId entity, uint8_t kind, AttributeId attribute,
   if (buffer_.size() - end_ < size) buffer_.resize(end_ + std::max(size, kRoomStep));
   char* header = buffer_.data() + end_;
   end_ += size;
-  putHeader(header, entity, kind, attribute, payloadSize);
+  putRecordHeader(header, entity, kind, attribute, payloadSize);
   return header + kHeaderSize;
 }
 

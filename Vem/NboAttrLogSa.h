@@ -14,6 +14,7 @@
 #include <Vem/NboAttrLog.h>
 #include <Vem/NboAttrLogFlow.h>
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -148,7 +149,7 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
   /// record is laid out at once (header complete) and the caller stores exactly payloadSize bytes at the
   /// address returned before anything else touches the output. Null when the room does not allow it.
   char* singletonRecordAt(AttributeId attribute, std::size_t payloadSize);
-  char* collRecordAt(AttributeId attribute, bool deleted, std::size_t payloadSize);
+  char* collRecordAt(AttributeId attribute, bool deleted, std::size_t payloadSize);  // inline, below Sender
   /// Ends the record begun by a granted check.
   void outSmCommitMessage();
   /// Room for the begin and end markers of a whole-collection pass (held back for the end marker
@@ -257,12 +258,26 @@ class Sender {
 
   /// ---- for adapters ----
   /// Room for a record of this payload size, on top of what open passes hold back for their end markers.
-  bool roomFor(std::size_t payloadSize) const noexcept;
+  bool roomFor(std::size_t payloadSize) const noexcept {
+    if (room_ == kUnlimited) return true;
+    const std::size_t used = buffered() + reserve_;
+    return used <= room_ && Frame::kHeaderSize + payloadSize <= room_ - used;
+  }
   /// Begins a record and returns the output to write its payload to.
   Out* beginRecord(EntityId entity, uint8_t kind, AttributeId attribute);
   /// Appends a whole record of a known payload size, header complete, and returns where its payload
-  /// goes: one step instead of a header, appends and a pass back for the length.
-  char* appendRecord(EntityId entity, uint8_t kind, AttributeId attribute, std::size_t payloadSize);
+  /// goes: one step instead of a header, appends and a pass back for the length. Inline while the room
+  /// already sized past the output holds the record; growing that room (512 bytes at a time) is not.
+  char* appendRecord(EntityId entity, uint8_t kind, AttributeId attribute, std::size_t payloadSize) {
+    assert(recordStart_ == std::string::npos && "Vem/NboAttrLogSa: a record begins inside another");
+    const std::size_t size = Frame::kHeaderSize + payloadSize;
+    if (payloadSize > Frame::kMaxPayload || buffer_.size() - end_ < size) [[unlikely]]
+      return appendRecordGrowing(entity, kind, attribute, payloadSize);
+    char* header = buffer_.data() + end_;
+    end_ += size;
+    putRecordHeader(header, entity, kind, attribute, payloadSize);
+    return header + Frame::kHeaderSize;
+  }
   void commitRecord();
   void abandonRecord() noexcept;
   void writeMarker(EntityId entity, AttributeId attribute, uint8_t type);
@@ -289,6 +304,14 @@ class Sender {
   void pendingAdd(Entity::VemNboAttrLogSa* adapter);
 
  private:
+  static void putRecordHeader(char* to, EntityId entity, uint8_t kind, AttributeId attribute,
+                              std::size_t payloadSize) noexcept {
+    putBigEndian(to, entity.value, 4);
+    to[4] = static_cast<char>(kind);
+    putBigEndian(to + 5, attribute, 2);
+    putBigEndian(to + 7, payloadSize, 4);
+  }
+  char* appendRecordGrowing(EntityId entity, uint8_t kind, AttributeId attribute, std::size_t payloadSize);
   Entity::VemNboAttrLogSa* adopt(std::unique_ptr<Entity::VemNboAttrLogSa> adapter);
   void releaseUnreferenced();
   bool resume(Entity::VemNboAttrLogSa& adapter);
@@ -315,4 +338,17 @@ class Sender {
 };
 
 }  // namespace NboAttrLog
+
+// Every announced change of a collection with a fixed record recipe comes through here: inline, so that
+// granting and laying out its record costs no calls while the room allows it.
+inline char* Entity::VemNboAttrLogSa::collRecordAt(AttributeId attribute, bool deleted, std::size_t payloadSize) {
+  if (sender_ == nullptr) return nullptr;
+  if ((state_ & kRootPending) != 0 || !sender_->roomFor(payloadSize)) [[unlikely]] {
+    ensureFlowOut();  // the entry is remembered as withheld
+    return nullptr;
+  }
+  return sender_->appendRecord(id_, NboAttrLog::Frame::attribute,
+                               deleted ? NboAttrLog::negated(attribute) : attribute, payloadSize);
+}
+
 }  // namespace Vem
