@@ -43,6 +43,9 @@ TEST(LogForm, PutWritesTheStreamBytesForEveryPrimitiveKind) {
   expectPutMatchesWrite(-0.5);
   expectPutMatchesWrite(Lumo::String());
   expectPutMatchesWrite(Lumo::String("Ethernet3/1"));
+  expectPutMatchesWrite(Lumo::String("Vlan1000"));            // the word copy's shortest
+  expectPutMatchesWrite(Lumo::String("Port-Channel1000"));    // and its longest
+  expectPutMatchesWrite(Lumo::String("Port-Channel10000"));
   expectPutMatchesWrite(Lumo::String(std::string(300, 'x')));
 }
 
