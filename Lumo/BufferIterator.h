@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Lumo/ByteOrder.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -56,12 +58,7 @@ private:
     pos_ += n;
     return p;
   }
-  uint64_t bigEndian(std::size_t n) {
-    const uint8_t* p = take(n);
-    uint64_t v = 0;
-    for (std::size_t i = 0; i < n; ++i) v = (v << 8) | p[i];
-    return v;
-  }
+  uint64_t bigEndian(std::size_t n) { return getBigEndian(take(n), n); }
 
   const uint8_t* data_;
   std::size_t size_;
@@ -85,7 +82,7 @@ public:
 private:
   void bigEndian(uint64_t v, std::size_t n) {
     char buffer[8];
-    for (std::size_t i = 0; i < n; ++i) buffer[i] = static_cast<char>(v >> (8 * (n - 1 - i)));
+    putBigEndian(buffer, v, n);
     out_.append(buffer, n);
   }
 

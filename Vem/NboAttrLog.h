@@ -4,12 +4,12 @@
 /// its bytes is refused before anything is applied. The log forms of every value kind are LogTraits below.
 #pragma once
 
+#include <Lumo/ByteOrder.h>
 #include <Lumo/String.h>
 #include <Vem/RangeException.h>
 #include <Vem/StreamBogon.h>
 #include <Vem/Value.h>
 
-#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -31,53 +31,9 @@ struct EntityId {
   friend bool operator==(EntityId, EntityId) noexcept = default;
 };
 
-/// The low n bytes of v, most significant first. Every record's header and every length go through
-/// here with a constant n, so the whole widths are one byte-swapped store on a little-endian host
-/// instead of a shift and a store per byte.
-inline void putBigEndian(char* to, uint64_t v, std::size_t n) noexcept {
-  if constexpr (std::endian::native == std::endian::little) {
-    if (n == 2) {
-      const uint16_t w = __builtin_bswap16(static_cast<uint16_t>(v));
-      std::memcpy(to, &w, 2);
-      return;
-    }
-    if (n == 4) {
-      const uint32_t w = __builtin_bswap32(static_cast<uint32_t>(v));
-      std::memcpy(to, &w, 4);
-      return;
-    }
-    if (n == 8) {
-      const uint64_t w = __builtin_bswap64(v);
-      std::memcpy(to, &w, 8);
-      return;
-    }
-  }
-  for (std::size_t i = 0; i < n; ++i) to[i] = static_cast<char>(v >> (8 * (n - 1 - i)));
-}
-
-/// The n bytes at p, most significant first; the reading side of putBigEndian.
-inline uint64_t getBigEndian(const uint8_t* p, std::size_t n) noexcept {
-  if constexpr (std::endian::native == std::endian::little) {
-    if (n == 2) {
-      uint16_t w;
-      std::memcpy(&w, p, 2);
-      return __builtin_bswap16(w);
-    }
-    if (n == 4) {
-      uint32_t w;
-      std::memcpy(&w, p, 4);
-      return __builtin_bswap32(w);
-    }
-    if (n == 8) {
-      uint64_t w;
-      std::memcpy(&w, p, 8);
-      return __builtin_bswap64(w);
-    }
-  }
-  uint64_t v = 0;
-  for (std::size_t i = 0; i < n; ++i) v = (v << 8) | p[i];
-  return v;
-}
+// Every record's header and every length go through these, with a constant width.
+using Lumo::getBigEndian;
+using Lumo::putBigEndian;
 
 class Out {
  public:

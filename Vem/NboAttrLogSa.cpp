@@ -97,13 +97,6 @@ bool singletonGranted(Sa& sa, AttributeId attribute, std::size_t payloadSize) {
   return false;
 }
 
-// The same for a collection entry; a withheld one is remembered by key in the flow-out record.
-bool collGranted(Sa& sa, std::size_t payloadSize) {
-  if ((sa.state() & Sa::kRootPending) == 0 && sa.sender()->roomFor(payloadSize)) return true;
-  sa.ensureFlowOut();
-  return false;
-}
-
 }  // namespace
 
 NboAttrLog::Out* Entity::VemNboAttrLogSa::singletonSerializeCheck(AttributeId attribute, std::size_t payloadSize) {
@@ -118,7 +111,7 @@ char* Entity::VemNboAttrLogSa::singletonRecordAt(AttributeId attribute, std::siz
 
 NboAttrLog::Out* Entity::VemNboAttrLogSa::collSerializeCheck(AttributeId attribute, bool deleted,
                                                             std::size_t payloadSize) {
-  if (sender_ == nullptr || !collGranted(*this, payloadSize)) return nullptr;
+  if (!collGranted(payloadSize)) return nullptr;
   return sender_->beginRecord(id_, NboAttrLog::Frame::attribute, deleted ? NboAttrLog::negated(attribute) : attribute);
 }
 
@@ -418,7 +411,6 @@ void Sender::consume(std::size_t n) noexcept {
     head_ = 0;
   }
 }
-
 
 Out* Sender::beginRecord(EntityId entity, uint8_t kind, AttributeId attribute) {
   assert(recordStart_ == std::string::npos && "Vem/NboAttrLogSa: a record begins inside another");

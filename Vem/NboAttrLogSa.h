@@ -200,6 +200,8 @@ class Entity::VemNboAttrLogSa final : public Lumo::Subscriber {
   void doBaseVemNboAttrLogSaMsg(AttributeId attribute, uint32_t length, NboAttrLog::In& in);
 
  private:
+  /// Room for a collection entry's record; when there is none, the entry is owed (inline, below Sender).
+  bool collGranted(std::size_t payloadSize);
   friend class NboAttrLog::Sender;
   void link() noexcept;
   void unlink() noexcept;
@@ -339,14 +341,19 @@ class Sender {
 
 }  // namespace NboAttrLog
 
-// Every announced change of a collection with a fixed record recipe comes through here: inline, so that
-// granting and laying out its record costs no calls while the room allows it.
+// Every announced change of a collection comes through here: inline, so that granting and laying out
+// its record costs no calls while the room allows it. A withheld entry is remembered by key in the
+// flow-out record.
+inline bool Entity::VemNboAttrLogSa::collGranted(std::size_t payloadSize) {
+  if (sender_ == nullptr) return false;
+  if ((state_ & kRootPending) == 0 && sender_->roomFor(payloadSize)) [[likely]]
+    return true;
+  ensureFlowOut();
+  return false;
+}
+
 inline char* Entity::VemNboAttrLogSa::collRecordAt(AttributeId attribute, bool deleted, std::size_t payloadSize) {
-  if (sender_ == nullptr) return nullptr;
-  if ((state_ & kRootPending) != 0 || !sender_->roomFor(payloadSize)) [[unlikely]] {
-    ensureFlowOut();  // the entry is remembered as withheld
-    return nullptr;
-  }
+  if (!collGranted(payloadSize)) return nullptr;
   return sender_->appendRecord(id_, NboAttrLog::Frame::attribute,
                                deleted ? NboAttrLog::negated(attribute) : attribute, payloadSize);
 }
