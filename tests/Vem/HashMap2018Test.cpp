@@ -1,5 +1,5 @@
 // HashMap2018 behaviour the randomised model does not single out: copy-on-write sharing, iterator
-// refusal after a resize, the glue operations, key forms and internal-key nodes.
+// refusal after a resize, the key order of the glue, key forms and internal-key nodes.
 #include <Vem/HashMap2018.h>
 #include <Vem/HashMap2018NodeInternalKey.h>
 
@@ -178,56 +178,6 @@ TEST(HashMap2018Glue, CompareOrdersStringsByBytesAndIntegersUnsigned) {
   using SignedNode = Vem::HashMap2018Node<int32_t, int, Vem::KeyU32, 0u>;
   SignedNode minus{-1, 0}, one{1, 0};
   EXPECT_EQ(Vem::HashMap2018Glue<SignedNode>::compareOrLruUnlink(nullptr, &one, minus), Vem::kKeyBefore);
-}
-
-TEST(HashMap2018Glue, ShiftOpensAndClosesSlots) {
-  alignas(StrNode) unsigned char raw[sizeof(StrNode) * 4];
-  auto* slots = reinterpret_cast<StrNode*>(raw);
-  new (slots + 0) StrNode{"a", 1};
-  new (slots + 1) StrNode{"c", 3};
-  alignas(StrNode) unsigned char one[sizeof(StrNode)];
-  auto* b = new (one) StrNode{"b", 2};
-  const long live = Counted::live;
-  Glue::shift(slots, b, 2, 1, 1);  // consumes b: three nodes in all still
-  EXPECT_EQ(Counted::live, live);
-  EXPECT_EQ(slots[1].key, "b");
-  EXPECT_EQ(slots[2].key, "c");
-  EXPECT_EQ(slots[2].value.v, 3);
-  Glue::shift(slots, nullptr, 3, 0, -2);
-  EXPECT_EQ(slots[0].key, "c");
-  EXPECT_EQ(Counted::live, live - 2);
-  slots[0].~StrNode();
-}
-
-TEST(HashMap2018Glue, AssembleCopiesSharedRunsAndMovesOwnedOnes) {
-  alignas(StrNode) unsigned char src[sizeof(StrNode) * 2];
-  alignas(StrNode) unsigned char dst[sizeof(StrNode) * 3];
-  auto* s = reinterpret_cast<StrNode*>(src);
-  auto* d = reinterpret_cast<StrNode*>(dst);
-  new (s + 0) StrNode{"a", 1};
-  new (s + 1) StrNode{"b", 2};
-  StrNode shared{"c", 3};
-  const Vem::HashMap2018NodeRun<StrNode> runs[2] = {{s, 2, true}, {&shared, 1, false}};
-  Counted::copies = 0;
-  Glue::newBucketAssemble(3, d, runs);
-  EXPECT_EQ(Counted::copies, 1);
-  EXPECT_EQ(d[0].key, "a");
-  EXPECT_EQ(d[2].key, "c");
-  EXPECT_EQ(shared.key, "c");  // copied from, untouched
-  std::destroy(d, d + 3);
-}
-
-TEST(HashMap2018Glue, LastReferenceDestroysTheBucket) {
-  using Layout = Vem::HashMap2018BucketLayout<StrNode>;
-  const long live = Counted::live;
-  auto* b = Layout::allocate(2);
-  new (Layout::nodes(b)) StrNode{"x", 1};
-  b->count = 1;
-  Vem::hashMap2018RefInc(b);
-  Glue::bktHdrRefDec(b);
-  EXPECT_EQ(Counted::live, live + 1);
-  Glue::bktHdrRefDec(b);
-  EXPECT_EQ(Counted::live, live);
 }
 
 // ---- key forms and node kinds ----

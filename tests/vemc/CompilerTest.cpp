@@ -372,13 +372,4 @@ TEST_F(CompilerTest, DefaultTagAlwaysHasEightDigits) {
   EXPECT_EQ(vemc::defaultTag("Same"), vemc::defaultTag("Same"));
 }
 
-TEST(CompilerSources, EveryShippedDefinitionCompiles) {
-  // Every definition of the repository, compiled as the build does.
-  for (const char* rel : {"platform/Pelix/Pelix.vem", "Orv/OrvPortVlanPair.vem", "Orv/OrvVplsPwQuarnTypes.vem",
-                          "tests/modules/VemTestTypes.vem"}) {
-    vemc::Compilation c({std::string(VEM_SOURCE_DIR) + "/platform", std::string(VEM_SOURCE_DIR) + "/Orv"});
-    EXPECT_NO_THROW(vemc::generateCpp(c.load(std::string(VEM_SOURCE_DIR) + "/" + rel), c)) << rel;
-  }
-}
-
 }  // namespace
