@@ -144,6 +144,27 @@ TEST(HashMap2018, VersionWrapsAt23Bits) {
   EXPECT_EQ(m.version(), start) << "2^23 changes bring the version round";
 }
 
+TEST(HashMap2018, ErasingGivesALargeTableBackAndKeepsASmallOne) {
+  Map big;
+  for (uint32_t i = 0; i < 100000; ++i) big.set(i, Counted(1));
+  const std::size_t peak = big.bucketCount();
+  for (uint32_t i = 100; i < 100000; ++i) big.erase(i);
+  EXPECT_LE(big.bucketCount(), std::max<std::size_t>(16 * 100 * 2, 2048)) << "from " << peak;
+  for (uint32_t i = 0; i < 100; ++i) EXPECT_EQ(big.find(i)->v, 1) << i;
+  for (uint32_t i = 0; i < 100; ++i) big.erase(i);
+  EXPECT_LE(big.bucketCount(), 1024u);
+  EXPECT_EQ(big.allocatedBytes(), big.bucketCount() * (sizeof(void*) + sizeof(uint32_t))) << "only the table is left";
+
+  // Emptied and refilled, a small map keeps its table and does not grow it again.
+  Map small;
+  for (uint32_t i = 0; i < 1000; ++i) small.set(i, Counted(1));
+  const std::size_t buckets = small.bucketCount();
+  for (uint32_t i = 0; i < 1000; ++i) small.erase(i);
+  EXPECT_EQ(small.bucketCount(), buckets);
+  small.set(7, Counted(7));
+  EXPECT_EQ(small.find(7)->v, 7);
+}
+
 TEST(HashMap2018, MarksOnSharedBucketsStayWithTheirMap) {
   Map a;
   for (uint32_t i = 0; i < 100; ++i) a.set(i, Counted(int(i)));
