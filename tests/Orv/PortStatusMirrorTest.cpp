@@ -1,15 +1,13 @@
-// A directory of references to port statuses on the attribute log: the records of one entry and one
-// deletion, the referenced statuses carried while filed and mirrored with every later change, malformed
-// references refused whole, and random changes to directories and statuses under random small room.
+// A directory of references to port statuses, as an agent files them and on the attribute log: the records
+// of one entry and one deletion, the referenced statuses carried while filed and mirrored with every later
+// change, malformed references refused whole, and random changes to directories and statuses under random
+// small room.
 #include "MirrorTestSupport.h"
 
 #include <Orv/OrvInterfaceTypes.h>
-
-#include <Vem/NboAttrLogDemux.h>
-#include <Vem/NboAttrLogSa.h>
 #include <Vem/RangeException.h>
-#include <Vem/Transport.h>
 
+#include "AnnouncementLog.h"
 #include "OrvTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -27,6 +25,7 @@ using Pelix::IntfId;
 using Vem::NboAttrLog::Demuxer;
 using Vem::NboAttrLog::pump;
 using Vem::NboAttrLog::Sender;
+using Lines = std::vector<std::string>;
 
 IntfId ethernet(int n) { return IntfId(std::string_view("Ethernet" + std::to_string(n))); }
 
@@ -67,6 +66,45 @@ struct Link {
     return dynamic_cast<T&>(*e);
   }
 };
+
+// The directory files references to port statuses made elsewhere: null refused with the attribute named,
+// the same entity changes nothing, another one of the same interface replaces it, and removal drops only
+// the directory's reference.
+TEST(OrvPortStatusDir, FilesReferencesWithoutOwningThem) {
+  const IntfId et1("Ethernet1"), et2("Ethernet2");
+  auto dir = orvPortStatusDirFactory(Lumo::String("ports"));
+  auto first = OrvPortStatusIs(et1);
+  OrvTest::AnnouncementLines seen(*dir);
+
+  try {
+    dir->portStatusIs(Lumo::Ptr<OrvPortStatus>());
+    ADD_FAILURE() << "a null reference was filed";
+  } catch (const Vem::EntityError& e) {
+    EXPECT_NE(std::string(e.what()).find("attribute 258"), std::string::npos) << e.what();
+  }
+  EXPECT_EQ(dir->portStatus().size(), 0u);
+
+  dir->portStatusIs(first);
+  EXPECT_EQ(first->useCount(), 2u);  // ours and the directory's
+  EXPECT_EQ(first->parent(), nullptr);  // filed, not adopted
+  dir->portStatusIs(first);  // the same entity: nothing
+  EXPECT_EQ(seen.take(), (Lines{"258 key"}));
+
+  auto replacement = OrvPortStatusIs(et1);  // another entity of the same interface replaces it
+  dir->portStatusIs(replacement);
+  EXPECT_EQ(dir->portStatus(et1), replacement);
+  EXPECT_EQ(first->useCount(), 1u);
+  EXPECT_EQ(seen.take(), (Lines{"258 key old"}));
+
+  dir->portStatusIs(OrvPortStatusIs(et2));
+  EXPECT_EQ(dir->portStatusDel(et1), replacement);
+  EXPECT_EQ(replacement->useCount(), 1u);  // the directory's reference only was dropped
+  replacement->linkStatusIs(Interface::LinkStatus::linkDown);  // and it lives on
+  EXPECT_EQ(dir->portStatusDel(et1), nullptr);
+  dir->portStatusDelAll();
+  EXPECT_EQ(dir->portStatus().size(), 0u);
+  EXPECT_EQ(seen.take(), (Lines{"258 key", "258 key old", "258 key old"}));
+}
 
 TEST(PortStatusLog, RecordsOfOneEntryAndOneDeletion) {
   auto dir = orvPortStatusDirFactory(Lumo::String("ports"));
