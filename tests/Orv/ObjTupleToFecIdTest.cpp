@@ -3,7 +3,6 @@
 #include <Orv/OrvObjTupleToFecId.h>
 
 #include <Lumo/Pb.h>
-#include <Lumo/Publisher.h>
 #include <Vem/Backup.h>
 #include <Vem/GenericIf.h>
 
@@ -11,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>

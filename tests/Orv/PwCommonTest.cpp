@@ -9,11 +9,8 @@
 #include <Vem/Hash.h>
 #include <Vem/NboAttrLog.h>
 #include <Vem/Registry.h>
-#include <Vem/TextForm.h>
 
 #include <gtest/gtest.h>
-
-#include <string>
 
 namespace {
 
