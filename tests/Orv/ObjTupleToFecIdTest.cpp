@@ -58,29 +58,26 @@ TEST(ObjTupleAndFecIdMessage, WritesTheTabledBytes) {
 }
 
 TEST(ObjTupleAndFecIdMessage, ReadsMissingUnknownAndRepeatedFields) {
-  // Only field 3: the tuple stays 0.
   ObjTupleAndFecId v = pair(5, 5);
-  const std::string onlyFecBytes = framed(bytes({24, 9}));
-  Lumo::Pb::Reader onlyFec(onlyFecBytes);
-  v.constructFromPbMessage(onlyFec);
+  // Reads one length-prefixed message around `fields` into v, to its end.
+  auto read = [&](const std::string& fields, bool construct = true) {
+    const std::string message = framed(fields);
+    Lumo::Pb::Reader r(message);
+    construct ? v.constructFromPbMessage(r) : v.readMessage(r);
+    EXPECT_TRUE(r.atEnd());
+  };
+  // Only field 3: the tuple stays 0.
+  read(bytes({24, 9}));
   EXPECT_EQ(v, pair(0, 9));
   // readMessage keeps what the message does not mention.
-  const std::string onlyKeyBytes = framed(bytes({18, 2, 16, 4}));
-  Lumo::Pb::Reader onlyKey(onlyKeyBytes);
-  v.readMessage(onlyKey);
+  read(bytes({18, 2, 16, 4}), false);
   EXPECT_EQ(v, pair(4, 9));
   // Unknown fields of every wire type are skipped, between and after the known ones.
-  const std::string fields = bytes({18, 2, 16, 7}) + bytes({56, 0x96, 0x01}) + bytes({41, 1, 2, 3, 4, 5, 6, 7, 8}) +
-                             bytes({74, 3, 'a', 'b', 'c'}) + bytes({45, 1, 2, 3, 4}) + bytes({24, 70});
-  const std::string withUnknownBytes = framed(fields);
-  Lumo::Pb::Reader withUnknown(withUnknownBytes);
-  v.constructFromPbMessage(withUnknown);
+  read(bytes({18, 2, 16, 7}) + bytes({56, 0x96, 0x01}) + bytes({41, 1, 2, 3, 4, 5, 6, 7, 8}) + bytes({74, 3, 'a', 'b', 'c'}) +
+       bytes({45, 1, 2, 3, 4}) + bytes({24, 70}));
   EXPECT_EQ(v, pair(7, 70));
-  EXPECT_TRUE(withUnknown.atEnd());
   // The last occurrence of a field wins, as protocol buffers merge.
-  const std::string twiceBytes = framed(bytes({24, 1, 24, 2}));
-  Lumo::Pb::Reader twice(twiceBytes);
-  v.constructFromPbMessage(twice);
+  read(bytes({24, 1, 24, 2}));
   EXPECT_EQ(v.fecId().value(), 2u);
 }
 

@@ -47,25 +47,7 @@ std::string dump(const OrvPortStatusDir& d) {
   return out;
 }
 
-// One sender, one demuxer, and every root mirror the demuxer builds by its stream id.
-struct Link {
-  Sender sender;
-  Demuxer demuxer;
-  explicit Link(std::size_t room = Sender::kUnlimited) : sender(room) {}
-  void drain() {
-    sender.roomIs(Sender::kUnlimited);
-    for (int i = 0; sender.buffered() != 0 || sender.withheld(); ++i) {
-      ASSERT_LT(i, 1000) << "the sender does not drain";
-      pump(sender, demuxer);
-    }
-  }
-  template <class T>
-  T& mirror(Vem::EntityId id) const {
-    Vem::Entity* e = demuxer.entityOf(id);
-    EXPECT_NE(e, nullptr) << "no mirror " << id.value;
-    return dynamic_cast<T&>(*e);
-  }
-};
+using Link = MirrorTest::Pair;
 
 // The directory files references to port statuses made elsewhere: null refused with the attribute named,
 // the same entity changes nothing, another one of the same interface replaces it, and removal drops only
@@ -121,7 +103,7 @@ TEST(PortStatusLog, RecordsOfOneEntryAndOneDeletion) {
             "0100010000000000"
             "00000001" "00" "0102" "0000000c" "0100010000000000" "00000002");
   l.drain();
-  auto& mirror = l.mirror<OrvPortStatusDir>(dirId);
+  auto& mirror = l.mirrorOf<OrvPortStatusDir>(dirId);
   ASSERT_NE(mirror.portStatus(et1->intfName()), nullptr);
   EXPECT_EQ(l.demuxer.idOf(mirror.portStatus(et1->intfName()).get()).value, 2u);
 
@@ -148,8 +130,8 @@ TEST(PortStatusLog, ReferencedStatusesAreCarriedWhileFiled) {
   const auto firstId = l.sender.attach(first), secondId = l.sender.attach(second);
   second->portStatusIs(et1);  // filed twice: one entity, one id, one mirror
   l.drain();
-  auto& m1 = l.mirror<OrvPortStatusDir>(firstId);
-  auto& m2 = l.mirror<OrvPortStatusDir>(secondId);
+  auto& m1 = l.mirrorOf<OrvPortStatusDir>(firstId);
+  auto& m2 = l.mirrorOf<OrvPortStatusDir>(secondId);
   ASSERT_NE(m1.portStatus(et1->intfName()), nullptr);
   EXPECT_EQ(m1.portStatus(et1->intfName()), m2.portStatus(et1->intfName()));
   EXPECT_EQ(et1->useCount(), 4u);  // ours, two directories', the stream's
@@ -325,7 +307,7 @@ void convergeOnce(uint32_t seed, int& withheldRuns) {
   ASSERT_FALSE(l.sender.withheld());
   std::vector<const OrvPortStatus*> filed;
   for (int d = 0; d < 2; ++d) {
-    auto& mirror = l.mirror<OrvPortStatusDir>(ids[d]);
+    auto& mirror = l.mirrorOf<OrvPortStatusDir>(ids[d]);
     ASSERT_EQ(dump(mirror), dump(*scene.dirs[d])) << "seed " << seed;
     scene.dirs[d]->portStatus().forEach([&](const IntfId&, const Lumo::Ptr<OrvPortStatus>& s) {
       if (std::find(filed.begin(), filed.end(), s.get()) == filed.end()) filed.push_back(s.get());
@@ -336,7 +318,7 @@ void convergeOnce(uint32_t seed, int& withheldRuns) {
     const IntfId k = ethernet(1 + i);
     const auto a = scene.dirs[0]->portStatus(k), b = scene.dirs[1]->portStatus(k);
     if (!a || !b) continue;
-    const bool same = l.mirror<OrvPortStatusDir>(ids[0]).portStatus(k) == l.mirror<OrvPortStatusDir>(ids[1]).portStatus(k);
+    const bool same = l.mirrorOf<OrvPortStatusDir>(ids[0]).portStatus(k) == l.mirrorOf<OrvPortStatusDir>(ids[1]).portStatus(k);
     ASSERT_EQ(same, a == b) << "seed " << seed << " Ethernet" << 1 + i;
   }
   // Carried: the two directories and exactly the entities they file.
