@@ -56,11 +56,10 @@ TEST(Enumerations, ByCodeByNameAndText) {
   EXPECT_EQ(sizeof(Wide), 4u);
 }
 
+// The kind, the U8 holder and the enumerator flags are shown by `vemsh describe` (tests/vemsh); here the
+// U32 holder and the enumerator ids.
 TEST(Enumerations, RegisteredWithHoldingWidthAndEnumeratorRecords) {
-  auto color = Vem::Registry::typeByName("VemTest::Color").value();
-  EXPECT_EQ(color.kind(), 0x25);
-  EXPECT_EQ(color.record().baseType, -5);
-  EXPECT_EQ(color.record().layout(), 0x0008);
+  EXPECT_EQ(Vem::Registry::typeByName("VemTest::Color").value().record().layout(), 0x0008);
   auto wide = Vem::Registry::typeByName("VemTest::Wide").value();
   EXPECT_EQ(wide.record().baseType, -9);
   auto members = wide.members();
