@@ -30,13 +30,6 @@ std::string bytes(std::initializer_list<int> b) {
 // A length-prefixed message around the given fields.
 std::string framed(const std::string& fields) { return bytes({static_cast<int>(fields.size())}) + fields; }
 
-// Both types are registered as having a message form; the map's member says its values have one.
-TEST(ObjTupleToFecId, RegisteredWithTheirMessageForm) {
-  EXPECT_EQ(ObjTupleAndFecId::vemType().record().kind, 0xa1);
-  EXPECT_EQ(ObjTupleToFecId::vemType().record().kind, 0xe0);
-  EXPECT_EQ(ObjTupleToFecId::vemType().memberByName("objTupleToFecId")->flagsB, 0x9101);
-}
-
 TEST(ObjTupleAndFecIdMessage, WritesTheTabledBytes) {
   std::string out;
   Lumo::Pb::Writer w(out);
