@@ -7,6 +7,7 @@
 #include <Vem/GenericIf.h>
 
 #include "AnnouncementLog.h"
+#include "OrvTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -182,12 +183,8 @@ TEST(ObjTupleToFecIdBackup, EntriesOfTheWrongSizeStopTheRestore) {
     store.set(258, c.key, c.value);
     store.set(300, "unrelated", "ignored");
     auto map = ObjTupleToFecIdIs(Lumo::String("map"));
-    try {
-      map->reconstructFromBackup(store);
-      ADD_FAILURE() << "restored a damaged entry";
-    } catch (const Vem::BackupSizeMismatch& e) {
-      EXPECT_NE(std::string(e.what()).find(c.message), std::string::npos) << e.what();
-    }
+    const std::string error = OrvTest::errorOf<Vem::BackupSizeMismatch>([&] { map->reconstructFromBackup(store); });
+    EXPECT_NE(error.find(c.message), std::string::npos) << error;
     EXPECT_EQ(map->objTupleToFecId().size(), 0u);
     EXPECT_TRUE(store.mirroring()) << "switched on again after a failed restore";
   }
