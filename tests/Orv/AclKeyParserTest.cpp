@@ -13,7 +13,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <vector>
 
 // GCC's std::regex, compiled with -O1 under AddressSanitizer, draws a false "may be used uninitialized"
 // warning from inside the library's own headers, which -Werror would make fatal.

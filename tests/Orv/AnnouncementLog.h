@@ -32,6 +32,7 @@ class AnnouncementLines : public Lumo::Subscriber {
   }
   std::vector<std::string> take() { return std::exchange(lines, {}); }
   std::vector<std::string> lines;
+  Vem::Entity& entity() const { return entity_; }
 
  private:
   Vem::Entity& entity_;

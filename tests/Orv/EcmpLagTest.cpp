@@ -6,7 +6,6 @@
 #include <Orv/OrvEcmpLagTypes.h>
 
 #include <Vem/NboAttrLog.h>
-#include <Vem/TextForm.h>
 #include <Vem/Trace.h>
 
 #include "OrvTestSupport.h"
@@ -75,16 +74,13 @@ TEST(EcmpLagEntry, LogFormEndsWithSlotZero) {
   EcmpLagStatusEntry s(lag);
   s.hwLagIdIs(HwLagId(0x0102));
   for (uint32_t n = 0; n < 4; ++n) {
-    const std::string cb = logBytes(c), sb = logBytes(s);
-    EXPECT_EQ(cb.size(), 12u + 12 * n);
+    SCOPED_TRACE(n);
+    const std::string sb = logBytes(s);
+    EXPECT_EQ(logBytes(c).size(), 12u + 12 * n);
     EXPECT_EQ(sb.size(), 14u + 12 * n);
-    EXPECT_EQ(attrLogSize(&c), cb.size());
-    EXPECT_EQ(attrLogSize(&s), sb.size());
     EXPECT_EQ(sb.substr(sb.size() - 6), std::string("\0\0\0\0\x01\x02", 6));  // end mark, then the trunk
-    Vem::NboAttrLog::In ci(cb), si(sb);
-    EXPECT_EQ(EcmpLagConfigEntry(&ci, Vem::StreamBogon{}), c);
-    EXPECT_EQ(EcmpLagStatusEntry(&si, Vem::StreamBogon{}), s);
-    EXPECT_TRUE(ci.atEnd() && si.atEnd());
+    OrvTest::expectLogReadsBack(c);
+    OrvTest::expectLogReadsBack(s);
     c.memberIs(n + 1, eth(n + 10));
     s.memberIs(n + 1, eth(n + 10));
   }

@@ -3,8 +3,12 @@
 // singletons.
 #include <modules/VemTestTypes.h>
 
-#include <Lumo/Publisher.h>
+#include <Lumo/Descriptors.h>
+#include <Vem/GenericIfEntity.h>
+#include <Vem/GenericIfOps.h>
 #include <Vem/Registry.h>
+
+#include "AnnouncementLog.h"
 
 #include <gtest/gtest.h>
 
@@ -16,15 +20,8 @@ namespace {
 using namespace VemTest;
 using Pelix::IntfId;
 
-struct Log : Lumo::Subscriber {
-  explicit Log(Vem::Entity& e) : entity(e) { e.publisher().subscriberAdd(this); }
-  ~Log() override { entity.publisher().subscriberDel(this); }
-  void onChange(Lumo::AttributeId id, const void*, const void* old) override {
-    ids.push_back(std::to_string(id) + (old ? "~" : "+"));
-  }
-  Vem::Entity& entity;
-  std::vector<std::string> ids;
-};
+using Log = OrvTest::AnnouncementLines;
+using Lines = std::vector<std::string>;
 
 TEST(EntityShape, ChildrenKeyedByAnotherAttributeAreReconciledOnReCreation) {
   auto dir = dirFactory(Lumo::String("d"));
@@ -37,8 +34,8 @@ TEST(EntityShape, ChildrenKeyedByAnotherAttributeAreReconciledOnReCreation) {
   auto again = dir->portIs(IntfId("Ethernet1"), 200);  // the settable argument goes through the setter
   EXPECT_EQ(again, port);
   EXPECT_EQ(port->speed(), 200u);
-  EXPECT_EQ(portLog.ids, (std::vector<std::string>{"259~"}));
-  EXPECT_EQ(dirLog.ids, (std::vector<std::string>{"258+"}));  // the owner announces the creation only
+  EXPECT_EQ(portLog.lines, (Lines{"259 old"}));
+  EXPECT_EQ(dirLog.lines, (Lines{"258 key"}));  // the owner announces the creation only
   EXPECT_EQ(dir->port(IntfId("Ethernet1")), port);
   EXPECT_EQ(dir->port(IntfId("Ethernet2")), nullptr);
 }
@@ -55,7 +52,7 @@ TEST(EntityShape, SingletonIsKeptUnderItsKeyAndReplacedUnderAnother) {
   EXPECT_EQ(single->parent(), nullptr);
   EXPECT_EQ(replaced->parent(), dir.get());
   EXPECT_EQ(dir->single()->intfId(), IntfId("Ethernet2"));
-  EXPECT_EQ(log.ids, (std::vector<std::string>{"263+", "263~"}));
+  EXPECT_EQ(log.lines, (Lines{"263", "263 old"}));
   EXPECT_EQ(dir->singleDel(), replaced);
   EXPECT_EQ(replaced->parent(), nullptr);
   EXPECT_EQ(dir->single(), nullptr);
@@ -72,7 +69,7 @@ TEST(EntityShape, ReferencesAreFiledUnderTheEntityKeyAndRefuseNull) {
   EXPECT_EQ(elsewhere->parent(), nullptr);  // references do not adopt
   EXPECT_THROW(dir->seenIs(Lumo::Ptr<Port>()), Vem::EntityError);
   EXPECT_EQ(dir->seenDel(IntfId("Ethernet9")), elsewhere);
-  EXPECT_EQ(log.ids, (std::vector<std::string>{"259+", "259~"}));
+  EXPECT_EQ(log.lines, (Lines{"259 key", "259 key old"}));
   EXPECT_EQ(elsewhere->useCount(), 1u);
 }
 
@@ -93,7 +90,7 @@ TEST(EntityShape, ValuesCarryingTheirKeySetsAndOrderedMaps) {
   std::vector<uint32_t> order;
   for (auto it = dir->sorted().begin(); it.valid(); it.next()) order.push_back(it.key());
   EXPECT_EQ(order, (std::vector<uint32_t>{1, 3, 5}));
-  EXPECT_EQ(log.ids, (std::vector<std::string>{"260+", "260~", "261+", "261~", "262+", "262+", "262+"}));
+  EXPECT_EQ(log.lines, (Lines{"260 key", "260 key old", "261 key", "261 key old", "262 key", "262 key", "262 key"}));
 }
 
 TEST(EntityShape, RegistrationOfKeyedEntitiesAndTheirCollections) {
@@ -126,13 +123,6 @@ TEST(EntityShape, RegistrationOfKeyedEntitiesAndTheirCollections) {
   EXPECT_EQ(dir.memberByName("seen")->flagsA, 0xdc21);
   EXPECT_EQ(dir.memberByName("single")->flagsA, 0xdd20);
 }
-
-}  // namespace
-
-#include <Lumo/Descriptors.h>
-#include <Vem/GenericIfOps.h>
-
-namespace {
 
 template <class Object>
 int callThroughInterface(const Vem::VemType& t, Object* object, const char* member, void* result, const void* a1,
@@ -201,12 +191,6 @@ TEST(EntityShape, EntityArgumentsArePassedAsCheckedReferences) {
   EXPECT_EQ(result, 30u);
   EXPECT_EQ(callThroughInterface(Everything::vemType(), &v, "speedOf", &result, &leaf, nullptr), 1);
 }
-
-}  // namespace
-
-#include <Vem/GenericIfEntity.h>
-
-namespace {
 
 TEST(EntityShape, NewEntityForDirCreatesByNameInsideADirectory) {
   auto leafType = Leaf::vemType();

@@ -3,7 +3,6 @@
 #include <Orv/OrvFlow.h>
 
 #include <Vem/NboAttrLog.h>
-#include <Vem/TextForm.h>
 
 #include "AnnouncementLog.h"
 
@@ -11,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 

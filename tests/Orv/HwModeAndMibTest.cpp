@@ -6,9 +6,8 @@
 
 #include "MirrorTestSupport.h"
 
-#include <Lumo/Publisher.h>
-
 #include "AnnouncementLog.h"
+#include "OrvTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -26,13 +25,8 @@ TEST(MibInfo, ConflictingParametersFailInOrderAndChangeNothing) {
   auto mib = mibInfoFactory(String("slot3"));
   auto chip = mib->chipIs(String("c"), ChipType::chipTypeSwitch, 7, String("model"), String("fw1"));
   Recorder r(*mib);
-  auto failure = [&](ChipType type, uint32_t id, const char* model, const char* fw) -> std::string {
-    try {
-      mib->chipIs(String("c"), type, id, String(model), String(fw));
-    } catch (const Vem::EntityError& e) {
-      return e.what();
-    }
-    return "no error";
+  auto failure = [&](ChipType type, uint32_t id, const char* model, const char* fw) {
+    return OrvTest::errorOf<Vem::EntityError>([&] { mib->chipIs(String("c"), type, id, String(model), String(fw)); });
   };
   // Every parameter differs: the chip type, compared first, is reported, by its enumerator name.
   std::string all = failure(ChipType::chipTypeFabric, 8, "other", "fw2");

@@ -5,7 +5,6 @@
 
 #include <Orv/OrvL2QuarnTypes.h>
 
-#include <Lumo/Publisher.h>
 #include <Vem/Reflect.h>
 
 #include "AnnouncementLog.h"

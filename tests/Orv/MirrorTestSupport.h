@@ -7,6 +7,8 @@
 #include <Vem/NboAttrLogSa.h>
 #include <Vem/Transport.h>
 
+#include <gtest/gtest.h>
+
 #include <map>
 #include <string>
 
@@ -76,11 +78,21 @@ struct Pair {
   // Moves everything, letting the sender resume until nothing is withheld.
   void drain() {
     sender.roomIs(Vem::NboAttrLog::Sender::kUnlimited);
-    while (sender.buffered() != 0 || sender.withheld()) Vem::NboAttrLog::pump(sender, demuxer);
+    for (int i = 0; sender.buffered() != 0 || sender.withheld(); ++i) {
+      ASSERT_LT(i, 10000) << "the sender does not drain";
+      Vem::NboAttrLog::pump(sender, demuxer);
+    }
   }
   template <class T>
   T& mirrorAs() const {
     return static_cast<T&>(*mirror);
+  }
+  // The mirror of the entity that the sender gave `id`, root or not.
+  template <class T>
+  T& mirrorOf(Vem::EntityId id) const {
+    Vem::Entity* e = demuxer.entityOf(id);
+    EXPECT_NE(e, nullptr) << "no mirror " << id.value;
+    return dynamic_cast<T&>(*e);
   }
 };
 

@@ -5,6 +5,8 @@
 #include <Vem/NboAttrLog.h>
 #include <Vem/TextForm.h>
 
+#include "OrvTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -52,21 +54,15 @@ TEST(GreTunnelNextHopInfoColl, LogFormIsTwentyThreeBytesPerEntryAndTwentySixMore
   for (std::size_t n = 0; n <= 3; ++n) {
     SCOPED_TRACE(n);
     if (n > 0) coll.nextHopIs(hop("00:00:00:00:00:01", "Vlan1", ("Ethernet" + std::to_string(n)).c_str()), n % 2 == 1);
-    std::string out;
-    Vem::NboAttrLog::Out w(out);
-    w << coll;
+    const std::string out = OrvTest::logBytes(coll);
     ASSERT_EQ(out.size(), 23 * n + 26);
-    EXPECT_EQ(attrLogSize(&coll), out.size());
     EXPECT_EQ(out.substr(23 * n, 22), std::string(22, '\0')) << "the default next hop ends the entries";
     EXPECT_EQ(out.substr(23 * n + 22), "\x01\x02\x03\x04") << "then the index, in network order";
-    Vem::NboAttrLog::In r(out);
-    EXPECT_EQ(GreTunnelNextHopInfoColl(&r, Vem::StreamBogon{}), coll);
+    OrvTest::expectLogReadsBack(coll);
   }
   GreTunnelNextHopInfoColl withDefault;
   withDefault.nextHopIs(GreTunnelNextHop(), true);
-  std::string out;
-  Vem::NboAttrLog::Out w(out);
-  EXPECT_THROW(w << withDefault, Vem::RangeException) << "the end mark cannot be carried as an entry";
+  EXPECT_THROW(OrvTest::logBytes(withDefault), Vem::RangeException) << "the end mark cannot be carried as an entry";
 }
 
 }  // namespace

@@ -3,15 +3,14 @@
 #include <Orv/OrvObjTupleToFecId.h>
 
 #include <Lumo/Pb.h>
-#include <Lumo/Publisher.h>
 #include <Vem/Backup.h>
 #include <Vem/GenericIf.h>
 
 #include "AnnouncementLog.h"
+#include "OrvTestSupport.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
@@ -31,13 +30,6 @@ std::string bytes(std::initializer_list<int> b) {
 
 // A length-prefixed message around the given fields.
 std::string framed(const std::string& fields) { return bytes({static_cast<int>(fields.size())}) + fields; }
-
-// Both types are registered as having a message form; the map's member says its values have one.
-TEST(ObjTupleToFecId, RegisteredWithTheirMessageForm) {
-  EXPECT_EQ(ObjTupleAndFecId::vemType().record().kind, 0xa1);
-  EXPECT_EQ(ObjTupleToFecId::vemType().record().kind, 0xe0);
-  EXPECT_EQ(ObjTupleToFecId::vemType().memberByName("objTupleToFecId")->flagsB, 0x9101);
-}
 
 TEST(ObjTupleAndFecIdMessage, WritesTheTabledBytes) {
   std::string out;
@@ -60,29 +52,26 @@ TEST(ObjTupleAndFecIdMessage, WritesTheTabledBytes) {
 }
 
 TEST(ObjTupleAndFecIdMessage, ReadsMissingUnknownAndRepeatedFields) {
-  // Only field 3: the tuple stays 0.
   ObjTupleAndFecId v = pair(5, 5);
-  const std::string onlyFecBytes = framed(bytes({24, 9}));
-  Lumo::Pb::Reader onlyFec(onlyFecBytes);
-  v.constructFromPbMessage(onlyFec);
+  // Reads one length-prefixed message around `fields` into v, to its end.
+  auto read = [&](const std::string& fields, bool construct = true) {
+    const std::string message = framed(fields);
+    Lumo::Pb::Reader r(message);
+    construct ? v.constructFromPbMessage(r) : v.readMessage(r);
+    EXPECT_TRUE(r.atEnd());
+  };
+  // Only field 3: the tuple stays 0.
+  read(bytes({24, 9}));
   EXPECT_EQ(v, pair(0, 9));
   // readMessage keeps what the message does not mention.
-  const std::string onlyKeyBytes = framed(bytes({18, 2, 16, 4}));
-  Lumo::Pb::Reader onlyKey(onlyKeyBytes);
-  v.readMessage(onlyKey);
+  read(bytes({18, 2, 16, 4}), false);
   EXPECT_EQ(v, pair(4, 9));
   // Unknown fields of every wire type are skipped, between and after the known ones.
-  const std::string fields = bytes({18, 2, 16, 7}) + bytes({56, 0x96, 0x01}) + bytes({41, 1, 2, 3, 4, 5, 6, 7, 8}) +
-                             bytes({74, 3, 'a', 'b', 'c'}) + bytes({45, 1, 2, 3, 4}) + bytes({24, 70});
-  const std::string withUnknownBytes = framed(fields);
-  Lumo::Pb::Reader withUnknown(withUnknownBytes);
-  v.constructFromPbMessage(withUnknown);
+  read(bytes({18, 2, 16, 7}) + bytes({56, 0x96, 0x01}) + bytes({41, 1, 2, 3, 4, 5, 6, 7, 8}) + bytes({74, 3, 'a', 'b', 'c'}) +
+       bytes({45, 1, 2, 3, 4}) + bytes({24, 70}));
   EXPECT_EQ(v, pair(7, 70));
-  EXPECT_TRUE(withUnknown.atEnd());
   // The last occurrence of a field wins, as protocol buffers merge.
-  const std::string twiceBytes = framed(bytes({24, 1, 24, 2}));
-  Lumo::Pb::Reader twice(twiceBytes);
-  v.constructFromPbMessage(twice);
+  read(bytes({24, 1, 24, 2}));
   EXPECT_EQ(v.fecId().value(), 2u);
 }
 
@@ -194,12 +183,8 @@ TEST(ObjTupleToFecIdBackup, EntriesOfTheWrongSizeStopTheRestore) {
     store.set(258, c.key, c.value);
     store.set(300, "unrelated", "ignored");
     auto map = ObjTupleToFecIdIs(Lumo::String("map"));
-    try {
-      map->reconstructFromBackup(store);
-      ADD_FAILURE() << "restored a damaged entry";
-    } catch (const Vem::BackupSizeMismatch& e) {
-      EXPECT_NE(std::string(e.what()).find(c.message), std::string::npos) << e.what();
-    }
+    const std::string error = OrvTest::errorOf<Vem::BackupSizeMismatch>([&] { map->reconstructFromBackup(store); });
+    EXPECT_NE(error.find(c.message), std::string::npos) << error;
     EXPECT_EQ(map->objTupleToFecId().size(), 0u);
     EXPECT_TRUE(store.mirroring()) << "switched on again after a failed restore";
   }

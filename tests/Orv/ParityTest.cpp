@@ -2,10 +2,10 @@
 // reference-counted entries, and the queue's nextIndex, which is each copy's own.
 #include <Orv/OrvParity.h>
 
+#include "AnnouncementLog.h"
 #include "MirrorTestSupport.h"
 
 #include <Lumo/Descriptors.h>
-#include <Lumo/Publisher.h>
 #include <Vem/GenericIfOps.h>
 #include <Vem/IteratorInvalidated.h>
 
@@ -25,22 +25,15 @@ using Impact = ParityEventImpact::ParityEventImpact;
 using Source = SourceType::SourceType;
 using EventType = OrvParityEvent::OrvParityEventType;
 
-// Records announcements as "id" plus " key" and " old" when the announcement carries them.
-class Recorder : public Lumo::Subscriber {
- public:
-  explicit Recorder(Vem::Entity& e) : entity_(e) { entity_.publisher().subscriberAdd(this); }
-  ~Recorder() override { entity_.publisher().subscriberDel(this); }
+// Announcement lines, and the keys announced under the queue's events (258), in order.
+struct Recorder : OrvTest::AnnouncementLines {
+  using AnnouncementLines::AnnouncementLines;
   void onChange(Lumo::AttributeId id, const void* key, const void* old) override {
-    lines.push_back(std::to_string(id) + (key ? " key" : "") + (old ? " old" : ""));
-    if (key && id == 258 && entity_.typeData() == OrvParityEventQueue::vemType())
+    AnnouncementLines::onChange(id, key, old);
+    if (key && id == 258 && dynamic_cast<OrvParityEventQueue*>(&entity()) != nullptr)
       keys.push_back(*static_cast<const uint32_t*>(key));
   }
-  std::vector<std::string> take() { return std::exchange(lines, {}); }
-  std::vector<std::string> lines;
   std::vector<uint32_t> keys;
-
- private:
-  Vem::Entity& entity_;
 };
 using Lines = std::vector<std::string>;
 

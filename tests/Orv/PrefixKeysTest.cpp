@@ -1,6 +1,6 @@
 // The VRF, prefix and address keys: the packed IPv4 prefix and its refusals, the route keys' orders and
 // text, the conversions between the IPv6 and generic keys, and the keys' own hashes, each checked
-// against a value computed here from the stated recipe.
+// against a value computed here from the stated recipe; and the derived prefix types' registration.
 #include <Orv/NextHopKey.h>
 #include <Orv/OrvPrefixQuarnTypes.h>
 #include <Vem/GenericIf.h>
@@ -38,17 +38,6 @@ T rawCompact(IpAddr addr, uint32_t word) {
   c.addrIs(addr);
   c.lenAndPiggyBackDataIs(word);
   return c;
-}
-
-// Thomas Wang's 32-bit integer hash, spelled as multiplications.
-uint32_t wang(uint32_t x) {
-  x = x * 32767u - 1u;
-  x ^= x >> 12;
-  x *= 5u;
-  x ^= x >> 4;
-  x *= 2057u;
-  x ^= x >> 16;
-  return x;
 }
 
 template <class Id>
@@ -150,14 +139,49 @@ TEST(CompactIpPrefix, OrdersByAddressThenTheWholeWordAndLogsEightBytes) {
   EXPECT_NE(rawCompact(IpAddr(10, 0, 0, 0), 8), rawCompact(IpAddr(10, 0, 0, 0), 8 | 64));
 
   PrefixAndVrfId p(Prefix("10.0.0.0/8"), VrfId(5));
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  out << p;
-  EXPECT_EQ(bytes, std::string("\x0a\x00\x00\x00\x00\x00\x01\x48", 8));
+  EXPECT_EQ(OrvTest::logBytes(p), std::string("\x0a\x00\x00\x00\x00\x00\x01\x48", 8));
   OrvTest::expectLogReadsBack(p);
   // The derived type's text names itself and its base's two stored words.
   EXPECT_EQ(p.stringValue(), "Orv::PrefixAndVrfId(addr=10.0.0.0, lenAndPiggyBackData=328)");
   EXPECT_EQ(Vem::strepToValue<PrefixAndVrfId>(p.stringValue().view()), p);
+}
+
+std::vector<std::string> ctorParamsOf(const Vem::VemType& t) {
+  std::vector<std::string> out;
+  for (const auto& p : t.ctorParams()) out.push_back(std::string(t.paramName(p)) + ":" + std::string(t.paramTypeName(p)));
+  return out;
+}
+
+// Derived value types in the registry: a derived type names its base, numbers its own members from 130
+// (after the base's range), lists the base's constructor parameters before its own, and is built from
+// constructor arguments through the table alone.
+TEST(DerivedValueRegistration, BaseOwnMemberIdsParametersAndConstruction) {
+  const Vem::VemType compact = Orv::CompactIpPrefix::vemType(), derived = Orv::PrefixAndVrfId::vemType();
+  EXPECT_EQ(derived.base(), compact);
+  EXPECT_TRUE(derived.isDerivedFrom(compact));
+  EXPECT_EQ(Orv::VrfAndPrefixAndVersion::vemType().base(), Orv::VrfAndPrefix::vemType());
+  EXPECT_EQ(Orv::VrfAndPrefix::vemType().record().baseType, -1);
+  auto members = derived.members();
+  ASSERT_EQ(members.size(), 1u);  // only its own
+  EXPECT_EQ(derived.memberName(members[0]), "vrfId");
+  EXPECT_EQ(members[0].attributeId, 130);
+  EXPECT_EQ(ctorParamsOf(derived), (std::vector<std::string>{"prefix:Pelix::Prefix", "vrfId:Orv::VrfId"}));
+  EXPECT_TRUE(ctorParamsOf(compact).empty());
+  EXPECT_EQ(ctorParamsOf(Orv::VrfAndPrefixAndVersion::vemType()),
+            (std::vector<std::string>{"vrfIdInput:Orv::VrfId", "prefixInput:Pelix::Prefix", "sequence:Orv::OrvPdVersionId"}));
+
+  ASSERT_NE(derived.impl().constructFromCtorArgs, nullptr);
+  Pelix::Prefix prefix("10.0.0.0/8");
+  Orv::VrfId vrf(5);
+  const void* args[] = {&prefix, &vrf};
+  Orv::PrefixAndVrfId built;
+  derived.impl().constructFromCtorArgs(&built, args);
+  EXPECT_EQ(built.lenAndPiggyBackData(), 328u);  // VRF id 5 times 64, plus length 8
+  Orv::OrvPdVersionId seq(3);
+  const void* vargs[] = {&vrf, &prefix, &seq};
+  Orv::VrfAndPrefixAndVersion version;
+  Orv::VrfAndPrefixAndVersion::vemType().impl().constructFromCtorArgs(&version, vargs);
+  EXPECT_EQ(version, Orv::VrfAndPrefixAndVersion(vrf, prefix, seq));
 }
 
 // ---- the IPv4 route key ---------------------------------------------------------------------------
@@ -243,12 +267,8 @@ TEST(VrfAndPrefixAndVersion, OrdersByTheRouteKeyThenTheVersion) {
   EXPECT_EQ(text, "Orv::VrfAndPrefixAndVersion(storage=Orv::PrefixAndVrfId(addr=10.0.0.0, lenAndPiggyBackData=72), "
                   "sequence=9)");
   EXPECT_EQ(Vem::strepToValue<VrfAndPrefixAndVersion>(text.view()), v);
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  out << v;
-  EXPECT_EQ(bytes.size(), 16u);
-  Vem::NboAttrLog::In in(bytes);
-  EXPECT_EQ(VrfAndPrefixAndVersion(&in, Vem::StreamBogon{}), v);
+  EXPECT_EQ(OrvTest::logBytes(v).size(), 16u);
+  OrvTest::expectLogReadsBack(v);
 }
 
 // ---- IPv6 and generic keys ------------------------------------------------------------------------
@@ -316,26 +336,19 @@ TEST(AddressKeys, OwnHashesFollowTheirRecipes) {
   }
 }
 
-TEST(PrefixKeys, PrefixHashesAreThomasWangsIntegerHash) {
-  // Anchors computed apart from the code: Wang(0x0a000000 ^ 8) and Wang(0xc0a80100 ^ 24).
-  EXPECT_EQ(wang(0x0a000000u ^ 8u), 0xc13c560au);
-  EXPECT_EQ(wang(0xc0a80100u ^ 24u), 0xd16ad139u);
-  // The generated recipe over the VRF id's bytes and the prefix's hash, for each family.
+// The prefix's own hash (Thomas Wang's integer hash, checked with the platform types) mixed after the VRF
+// id's bytes, for each family.
+TEST(PrefixKeys, EgressIndexHashesMixTheVrfBytesThenThePrefixHash) {
   const VrfId vrf(7);
-  {
-    Brek::HashMix h = startedWithVrf(vrf);
-    h.mix(0xc13c560au);
-    EXPECT_EQ(EgressPrefixIndex(vrf, Prefix("10.0.0.0/8")).hash(), h.result());
-  }
+  const Prefix p4("10.0.0.0/8");
   const Ip6Prefix p6("2001:db8::/48");
-  const uint32_t p6hash = wang(Ip6Addr("2001:db8::").hash() ^ 48u);
-  {
-    Brek::HashMix h = startedWithVrf(vrf);
-    h.mix(p6hash);
-    EXPECT_EQ(EgressIp6PrefixIndex(vrf, p6).hash(), h.result());
-  }
+  Brek::HashMix h4 = startedWithVrf(vrf), h6 = startedWithVrf(vrf);
+  h4.mix(p4.hash());
+  h6.mix(p6.hash());
+  EXPECT_EQ(EgressPrefixIndex(vrf, p4).hash(), h4.result());
+  EXPECT_EQ(EgressIp6PrefixIndex(vrf, p6).hash(), h6.result());
   // The generic interface reports the declared hash.
-  EgressPrefixIndex e(vrf, Prefix("10.0.0.0/8"));
+  EgressPrefixIndex e(vrf, p4);
   auto t = EgressPrefixIndex::vemType();
   EXPECT_EQ(Vem::GenericIfImpl::valueMethods(t)->hash(&e, t), e.hash());
 }

@@ -7,6 +7,8 @@
 #include <Vem/NboAttrLog.h>
 #include <Vem/TextForm.h>
 
+#include "OrvTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -133,25 +135,14 @@ TEST(TapAggLog, RoundTripAndRefusals) {
   ActionSetProperties treatment;
   treatment.destinationIs("d3");
   key.actionSetPropertiesIs("s1", treatment);
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  out << key;
-  EXPECT_EQ(bytes.size(), attrLogSize(&key));
-  Vem::NboAttrLog::In in(bytes);
-  ComponentKey back(&in, Vem::StreamBogon{});
-  EXPECT_EQ(back, key);
-  EXPECT_EQ(back.stringValue().size(), key.stringValue().size());
+  OrvTest::expectLogReadsBack(key);
 
   // The empty name ends the list, so a key holding it cannot be written.
   key.destinationIs("");
-  std::string refused;
-  Vem::NboAttrLog::Out badOut(refused);
-  EXPECT_THROW(badOut << key, Vem::RangeException);
+  EXPECT_THROW(OrvTest::logBytes(key), Vem::RangeException);
 
   // A list naming one destination twice is refused, as is one naming an action set twice.
-  std::string empty;
-  Vem::NboAttrLog::Out emptyOut(empty);
-  emptyOut << ComponentKey();
+  const std::string empty = OrvTest::logBytes(ComponentKey());
   std::string twice;
   Vem::NboAttrLog::Out w(twice);
   w.string("d1");
@@ -160,9 +151,7 @@ TEST(TapAggLog, RoundTripAndRefusals) {
   Vem::NboAttrLog::In dup(twice);
   EXPECT_THROW(ComponentKey(&dup, Vem::StreamBogon{}), Vem::RangeException);
 
-  std::string defaultTreatment;
-  Vem::NboAttrLog::Out treatmentOut(defaultTreatment);
-  treatmentOut << ActionSetProperties();
+  const std::string defaultTreatment = OrvTest::logBytes(ActionSetProperties());
   std::string setTwice = empty.substr(0, empty.size() - 4);  // all but the action sets' end mark
   Vem::NboAttrLog::Out w2(setTwice);
   for (int i = 0; i < 2; ++i) {
