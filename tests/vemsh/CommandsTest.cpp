@@ -46,11 +46,15 @@ std::string hashText(uint32_t hash) {
 using Outcome = vemshtest::ProgramResult;
 using vemshtest::runCommand;
 
+std::string commandLine(const std::vector<std::string_view>& args) {
+  std::string line = "vemsh";
+  for (std::string_view a : args) line += " " + std::string(a);
+  return line;
+}
+
 // A user error is one line on the error stream, before any output, and exit status 1.
 void expectUserError(const std::vector<std::string_view>& args, const std::string& message) {
-  std::string command;
-  for (std::string_view a : args) command += std::string(a) + " ";
-  SCOPED_TRACE(command);
+  SCOPED_TRACE(commandLine(args));
   Outcome r = runCommand(args);
   EXPECT_EQ(r.status, vemsh::exitUserError);
   EXPECT_EQ(r.out, "");
@@ -173,7 +177,16 @@ TEST(VemshDispatch, ExitStatusAndStreams) {
   EXPECT_THAT(ok.out, StartsWith("text: Orv::PortVlanPair(port=Ethernet3/1, vlan=100)\nhash: 0x"));
   EXPECT_EQ(ok.err, "");
 
-  for (auto args : {std::vector<std::string_view>{}, {"bogus"}, {"describe"}, {"types", "a", "b"}, {"modules", "x"}}) {
+  // --load needs a library and a command, and is only recognised before the command.
+  for (auto args : {std::vector<std::string_view>{},
+                    {"bogus"},
+                    {"describe"},
+                    {"types", "a", "b"},
+                    {"modules", "x"},
+                    {"--load"},
+                    {"--load", VEMSH_LOADABLE_LIBRARY},
+                    {"modules", "--load", VEMSH_LOADABLE_LIBRARY}}) {
+    SCOPED_TRACE(commandLine(args));
     Outcome usage = runCommand(args);
     EXPECT_EQ(usage.status, vemsh::exitUsage);
     EXPECT_EQ(usage.out, "");
@@ -184,6 +197,7 @@ TEST(VemshDispatch, ExitStatusAndStreams) {
 
   Outcome help = runCommand({"help"});
   EXPECT_EQ(help.status, vemsh::exitOk);
+  EXPECT_THAT(help.out, StartsWith("usage: vemsh [--load LIBRARY]... COMMAND [ARGUMENTS]\n"));
   for (const char* command : {"modules", "types [MODULE]", "describe TYPE", "value TYPE TEXT", "help"})
     EXPECT_THAT(help.out, HasSubstr("\n  " + std::string(command))) << command;
 }
