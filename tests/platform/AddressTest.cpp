@@ -38,9 +38,7 @@ TEST(EthAddr, OrderHashAndLog) {
 }
 
 TEST(EthAddrWithMask, DefaultMatchesExactlyAndRoundTrips) {
-  EthAddrWithMask d;
-  EXPECT_EQ(d.mask(), EthAddr(0xff, 0xff, 0xff, 0xff, 0xff, 0xff));
-  EXPECT_EQ(d.stringValue(), "00:00:00:00:00:00/ff:ff:ff:ff:ff:ff");
+  EXPECT_EQ(EthAddrWithMask().stringValue(), "00:00:00:00:00:00/ff:ff:ff:ff:ff:ff");
   EthAddrWithMask oui = parsesBack<EthAddrWithMask>("00:1a:2b:00:00:00/ff:ff:ff:00:00:00");
   EXPECT_TRUE(oui.matches(EthAddr("00:1a:2b:99:88:77")));
   EXPECT_FALSE(oui.matches(EthAddr("00:1a:2c:99:88:77")));
