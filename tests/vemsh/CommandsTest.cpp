@@ -177,14 +177,13 @@ TEST(VemshDispatch, ExitStatusAndStreams) {
   EXPECT_THAT(ok.out, StartsWith("text: Orv::PortVlanPair(port=Ethernet3/1, vlan=100)\nhash: 0x"));
   EXPECT_EQ(ok.err, "");
 
-  // --load needs a library and a command, and is only recognised before the command.
+  // --load needs a library, and is only recognised before the command.
   for (auto args : {std::vector<std::string_view>{},
                     {"bogus"},
                     {"describe"},
                     {"types", "a", "b"},
                     {"modules", "x"},
                     {"--load"},
-                    {"--load", VEMSH_LOADABLE_LIBRARY},
                     {"modules", "--load", VEMSH_LOADABLE_LIBRARY}}) {
     SCOPED_TRACE(commandLine(args));
     Outcome usage = runCommand(args);

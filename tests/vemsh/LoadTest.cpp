@@ -37,6 +37,12 @@ TEST(VemshLoad, LoadedLibraryRegistersItsModulesForTheCommand) {
   EXPECT_THAT(again.out, HasSubstr("VemshLoadable::Link"));
   EXPECT_THAT(again.out, HasSubstr("VemshLoadable::Mode"));
   EXPECT_EQ(Vem::Registry::moduleCount(), count);
+
+  // A library but no command: the usage. (It loads the library, so it comes after the checks above.)
+  Outcome usage = runCommand({"--load", VEMSH_LOADABLE_LIBRARY});
+  EXPECT_EQ(usage.status, vemsh::exitUsage);
+  EXPECT_EQ(usage.out, "");
+  EXPECT_THAT(usage.err, HasSubstr("usage: vemsh"));
 }
 
 TEST(VemshLoad, UnloadableLibraryIsOneErrorLineAndNoCommand) {
