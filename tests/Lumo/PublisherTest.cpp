@@ -30,11 +30,15 @@ private:
 
 void publish(const Publisher& p, AttributeId id) { p.publishChangeRecursive(id, nullptr, nullptr, nullptr); }
 
-TEST(Publisher, EmptyStateIsOneNullPointer) {
-  static_assert(sizeof(Publisher) == sizeof(void*));
+// Declared after its subscribers, the publisher is destroyed before them.
+struct PublisherTest : ::testing::Test {
   std::vector<std::string> log;
-  Recorder a("a", log), b("b", log);
+  Recorder a{"a", log}, b{"b", log}, c{"c", log}, d{"d", log};
   Publisher p;
+};
+
+TEST_F(PublisherTest, EmptyStateIsOneNullPointer) {
+  static_assert(sizeof(Publisher) == sizeof(void*));
   EXPECT_TRUE(p.empty());
   publish(p, 1);
   p.subscriberAdd(&a);
@@ -50,10 +54,7 @@ TEST(Publisher, EmptyStateIsOneNullPointer) {
   EXPECT_TRUE(log.empty());
 }
 
-TEST(Publisher, CallsInSubscriptionOrderWithTheArguments) {
-  std::vector<std::string> log;
-  Recorder a("a", log), b("b", log), c("c", log);
-  Publisher p;
+TEST_F(PublisherTest, CallsInSubscriptionOrderWithTheArguments) {
   p.subscriberAdd(&b);
   p.subscriberAdd(&a);
   p.subscriberAdd(&c);
@@ -63,10 +64,8 @@ TEST(Publisher, CallsInSubscriptionOrderWithTheArguments) {
   EXPECT_EQ(log, (std::vector<std::string>{"b:9ko", "a:9ko", "c:9ko", "b:4", "a:4", "c:4"}));
 }
 
-TEST(Publisher, ChangesDuringAPublishTakeEffectSafely) {
-  std::vector<std::string> log;
-  Recorder a("a", log), b("b", log), c("c", log), d("d", log), late("late", log);
-  Publisher p;
+TEST_F(PublisherTest, ChangesDuringAPublishTakeEffectSafely) {
+  Recorder late("late", log);
   for (Recorder* r : {&a, &b, &c, &d}) p.subscriberAdd(r);
   // a removes itself, b removes c (not yet called), then b adds a latecomer.
   a.action = [&](AttributeId) { p.subscriberDel(&a); };
@@ -83,10 +82,7 @@ TEST(Publisher, ChangesDuringAPublishTakeEffectSafely) {
   EXPECT_EQ(log, (std::vector<std::string>{"b:2", "d:2", "late:2"}));
 }
 
-TEST(Publisher, NestedPublishesReachEverySubscriberOncePerRound) {
-  std::vector<std::string> log;
-  Recorder a("a", log), b("b", log), c("c", log);
-  Publisher p;
+TEST_F(PublisherTest, NestedPublishesReachEverySubscriberOncePerRound) {
   for (Recorder* r : {&a, &b, &c}) p.subscriberAdd(r);
   // b reacts to attribute 1 by changing attribute 2 of the same entity, and leaves during the inner
   // round; c must still be called once in each round.
@@ -100,10 +96,7 @@ TEST(Publisher, NestedPublishesReachEverySubscriberOncePerRound) {
   EXPECT_EQ(p.subscriberCount(), 2u);
 }
 
-TEST(Publisher, LastSubscriberLeavingDuringAPublishEmptiesItAfterwards) {
-  std::vector<std::string> log;
-  Recorder a("a", log);
-  Publisher p;
+TEST_F(PublisherTest, LastSubscriberLeavingDuringAPublishEmptiesItAfterwards) {
   p.subscriberAdd(&a);
   a.action = [&](AttributeId) { p.subscriberDel(&a); };
   publish(p, 1);
@@ -111,10 +104,7 @@ TEST(Publisher, LastSubscriberLeavingDuringAPublishEmptiesItAfterwards) {
   EXPECT_EQ(p.subscriberCount(), 0u);
 }
 
-TEST(Publisher, AThrowingSubscriberLeavesTheListUsable) {
-  std::vector<std::string> log;
-  Recorder a("a", log), b("b", log);
-  Publisher p;
+TEST_F(PublisherTest, AThrowingSubscriberLeavesTheListUsable) {
   p.subscriberAdd(&a);
   p.subscriberAdd(&b);
   a.action = [&](AttributeId id) {
@@ -139,11 +129,9 @@ public:
   std::vector<const void*> stored;
 };
 
-TEST(Publisher, OnlyTheFirstSubscriberCalledLearnsWhereTheValueIs) {
-  std::vector<std::string> log;
+TEST_F(PublisherTest, OnlyTheFirstSubscriberCalledLearnsWhereTheValueIs) {
   StoredRecorder gone("gone", log), first("first", log), second("second", log);
   Recorder plain("plain", log);
-  Publisher p;
   p.subscriberAdd(&gone);
   p.subscriberAdd(&first);
   p.subscriberAdd(&second);

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -102,26 +100,6 @@ TEST(String, CopiesShareMovesEmpty) {
   moved = String();
   a = String();
   EXPECT_EQ(b, "shared bytes");  // the last holder still reads the block
-}
-
-TEST(String, CopiesAcrossThreadsInThreadSafeMode) {
-  const bool saved = Lumo::ThreadControl::tsp_;
-  Lumo::ThreadControl::tsp_ = true;
-  {
-    String shared("visible to every thread");
-    std::vector<std::thread> workers;
-    for (int t = 0; t < 4; ++t) {
-      workers.emplace_back([&shared] {
-        for (int i = 0; i < 10000; ++i) {
-          String copy = shared;
-          ASSERT_EQ(copy.size(), 23u);
-        }
-      });
-    }
-    for (auto& w : workers) w.join();
-    EXPECT_EQ(shared, "visible to every thread");
-  }
-  Lumo::ThreadControl::tsp_ = saved;
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // MAC and IP addresses: their text as engineers write it, their log forms and their orders.
 #include <Pelix/Pelix.h>
 
-#include <algorithm>
 #include <vector>
 
 #include "PlatformTestSupport.h"
@@ -39,9 +38,7 @@ TEST(EthAddr, OrderHashAndLog) {
 }
 
 TEST(EthAddrWithMask, DefaultMatchesExactlyAndRoundTrips) {
-  EthAddrWithMask d;
-  EXPECT_EQ(d.mask(), EthAddr(0xff, 0xff, 0xff, 0xff, 0xff, 0xff));
-  EXPECT_EQ(d.stringValue(), "00:00:00:00:00:00/ff:ff:ff:ff:ff:ff");
+  EXPECT_EQ(EthAddrWithMask().stringValue(), "00:00:00:00:00:00/ff:ff:ff:ff:ff:ff");
   EthAddrWithMask oui = parsesBack<EthAddrWithMask>("00:1a:2b:00:00:00/ff:ff:ff:00:00:00");
   EXPECT_TRUE(oui.matches(EthAddr("00:1a:2b:99:88:77")));
   EXPECT_FALSE(oui.matches(EthAddr("00:1a:2c:99:88:77")));
@@ -70,11 +67,8 @@ TEST(IpAddr, DottedQuadHeldInNetworkOrder) {
 }
 
 TEST(IpAddr, OrderedAsHostNumbers) {
-  std::vector<IpAddr> v = {IpAddr(10, 0, 0, 1), IpAddr(9, 255, 255, 255), IpAddr(10, 0, 1, 0), IpAddr(192, 168, 0, 1)};
-  std::sort(v.begin(), v.end());
-  EXPECT_EQ(v[0], IpAddr(9, 255, 255, 255));
-  EXPECT_EQ(v[1], IpAddr(10, 0, 0, 1));
-  EXPECT_EQ(v[2], IpAddr(10, 0, 1, 0));
+  EXPECT_LT(IpAddr(9, 255, 255, 255), IpAddr(10, 0, 0, 1));
+  EXPECT_LT(IpAddr(10, 0, 0, 1), IpAddr(10, 0, 1, 0));
   EXPECT_NE(IpAddr(10, 0, 0, 1).hash(), IpAddr(1, 0, 0, 10).hash());
 }
 
@@ -146,13 +140,8 @@ TEST(IpGenAddr, LogFormIsFamilyThenAddress) {
   EXPECT_EQ(hex(logsBack(IpGenAddr())), "00");
   EXPECT_EQ(hex(logsBack(IpGenAddr(IpAddr(10, 0, 0, 1)))), "010a000001");
   EXPECT_EQ(logsBack(IpGenAddr(Ip6Addr("::1"))).size(), 17u);
-  const std::string unknownFamilyBytes("\x03", 1);
-  Vem::NboAttrLog::In unknownFamily(unknownFamilyBytes);
-  EXPECT_EQ(errorOf([&] { IpGenAddr(&unknownFamily, Vem::StreamBogon{}); }),
-            "Pelix::IpGenAddr: family code 3 in the attribute log");
-  const std::string truncatedBytes("\x02\x20\x01", 3);
-  Vem::NboAttrLog::In truncated(truncatedBytes);
-  EXPECT_THROW(IpGenAddr(&truncated, Vem::StreamBogon{}), Vem::RangeException);
+  EXPECT_EQ(logRefusal<IpGenAddr>("\x03"), "Pelix::IpGenAddr: family code 3 in the attribute log");
+  EXPECT_NE(logRefusal<IpGenAddr>("\x02\x20\x01"), "no error");  // truncated
 }
 
 }  // namespace

@@ -46,9 +46,7 @@ TEST(VlanIds, NoneAndAnyAreWordsInText) {
 TEST(VlanIds, LogFormIsU16AndTheReaderKeepsTheRange) {
   EXPECT_EQ(hex(logsBack(VlanIdOrAny(4095))), "0fff");
   EXPECT_EQ(hex(logsBack(VlanIdOrNone())), "0000");
-  const std::string bytes("\x0f\xff", 2);
-  Vem::NboAttrLog::In in(bytes);
-  EXPECT_EQ(errorOf([&] { VlanId(&in, Vem::StreamBogon{}); }), "Bridging::VlanId::value > 4094 not allowed");
+  EXPECT_EQ(logRefusal<VlanId>("\x0f\xff"), "Bridging::VlanId::value > 4094 not allowed");
   EXPECT_LT(VlanIdOrAnyOrNone(0), VlanIdOrAnyOrNone(1));
   EXPECT_LT(VlanIdOrAnyOrNone(4094), VlanIdOrAnyOrNone(4095));
   EXPECT_NE(VlanId(1).hash(), VlanId(2).hash());

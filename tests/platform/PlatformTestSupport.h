@@ -63,4 +63,11 @@ std::string refusal(const std::string& text) {
   return errorOf([&] { Vem::strepToValue<T>(text); });
 }
 
+// Refuses the attribute log record `bytes` as a T; returns the message.
+template <class T>
+std::string logRefusal(const std::string& bytes) {
+  Vem::NboAttrLog::In in(bytes);
+  return errorOf([&] { T(&in, Vem::StreamBogon{}); });
+}
+
 }  // namespace PlatformTestSupport

@@ -21,8 +21,7 @@ TEST(VrfName, AtMost100BytesEverywhere) {
   std::string bytes;
   Vem::NboAttrLog::Out out(bytes);
   out.string(std::string(101, 'v'));
-  Vem::NboAttrLog::In in(bytes);
-  EXPECT_EQ(errorOf([&] { VrfName(&in, Vem::StreamBogon{}); }), kTooLong);
+  EXPECT_EQ(logRefusal<VrfName>(bytes), kTooLong);
 }
 
 TEST(VrfName, DefaultVrfSortsFirst) {

@@ -1,10 +1,13 @@
 #include "Commands.h"
 #include "Dispatch.h"
 #include "Program.h"
+#include "RecordDecoder.h"
 #include "TestModule.h"
 
 #include <Orv/OrvPortVlanPair.h>
 #include <Vem/Hash.h>
+#include <Vem/LogForm.h>
+#include <Vem/NboAttrLogSa.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -40,17 +43,27 @@ std::string hashText(uint32_t hash) {
   return text;
 }
 
-std::string userErrorOf(void (*command)(std::ostream&, std::string_view, std::string_view), std::string_view a,
-                        std::string_view b) {
-  std::ostringstream out;
-  try {
-    command(out, a, b);
-  } catch (const vemsh::UserError& e) {
-    EXPECT_EQ(out.str(), "") << "an error must come before any output";
-    return e.what();
+using Outcome = vemshtest::ProgramResult;
+using vemshtest::runCommand;
+
+std::string commandLine(const std::vector<std::string_view>& args) {
+  std::string line = "vemsh";
+  for (std::string_view a : args) line += " " + std::string(a);
+  return line;
+}
+
+// A user error is one line on the error stream, before any output, and exit status 1.
+void expectUserError(const std::vector<std::string_view>& args, const std::string& message) {
+  SCOPED_TRACE(commandLine(args));
+  Outcome r = runCommand(args);
+  EXPECT_EQ(r.status, vemsh::exitUserError);
+  EXPECT_EQ(r.out, "");
+  if (message.empty()) {
+    EXPECT_THAT(r.err, StartsWith("vemsh: "));
+    EXPECT_EQ(lines(r.err).size(), 1u);
+  } else {
+    EXPECT_EQ(r.err, "vemsh: " + message + "\n");
   }
-  ADD_FAILURE() << "no error for " << a << " " << b;
-  return {};
 }
 
 TEST(VemshModules, LoadOrderSymbolsAndCounts) {
@@ -104,23 +117,20 @@ TEST(VemshTypes, OneModuleOrAll) {
   EXPECT_THAT(all.str(), HasSubstr("VemshTest::Switch"));
 }
 
-TEST(VemshTypes, UnknownModuleIsAUserError) {
+TEST(VemshValue, TextHashAndLogBytesNamedFieldByField) {
   std::ostringstream out;
-  try {
-    vemsh::listTypes(out, "OrvNoSuchModule");
-    FAIL() << "no error";
-  } catch (const vemsh::UserError& e) {
-    EXPECT_STREQ(e.what(), "no module named OrvNoSuchModule");
-  }
-  EXPECT_EQ(out.str(), "");
-}
-
-TEST(VemshValue, RoundTripAndGenericHash) {
-  std::ostringstream out;
-  vemsh::showValue(out, "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet1, vlan=5)");
-  const Orv::PortVlanPair expected(Pelix::IntfId("Ethernet1"), 5);
-  EXPECT_THAT(out.str(), StartsWith("text: Orv::PortVlanPair(port=Ethernet1, vlan=5)\nhash: " + hashText(expected.hash()) +
-                                    "\nlog form, 10 bytes: "));
+  vemsh::showValue(out, "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet3/1, vlan=100)");
+  const Orv::PortVlanPair v(Pelix::IntfId("Ethernet3/1"), 100);
+  std::string bytes;  // what the generated code writes
+  Vem::NboAttrLog::Out log(bytes);
+  Vem::LogTraits<Orv::PortVlanPair>::write(log, v);
+  const std::string hex = vemsh::hexBytes(bytes);
+  EXPECT_THAT(out.str(), StartsWith("text: Orv::PortVlanPair(port=Ethernet3/1, vlan=100)\nhash: " + hashText(v.hash()) +
+                                    "\nlog form, 10 bytes: " + hex + "\n"));
+  EXPECT_THAT(out.str(), HasSubstr("  " + hex.substr(0, 16)));
+  EXPECT_THAT(out.str(), HasSubstr("port: Ethernet3/1\n"));
+  EXPECT_THAT(out.str(), HasSubstr("  0064"));
+  EXPECT_THAT(out.str(), HasSubstr("vlan: 100\n"));
 
   // A platform value, through the same table; its log form is its own, one field.
   std::ostringstream platform;
@@ -134,32 +144,32 @@ TEST(VemshValue, Enumeration) {
   std::ostringstream out;
   vemsh::showValue(out, "VemshTest::Colour", "green");
   // The tests' own module is written by hand and registers no log forms.
-  EXPECT_EQ(out.str(), "text: green\nhash: " + hashText(Vem::hashSingleAttr(uint32_t{2}, 0)) + "\nlog form: none registered\n");
-  EXPECT_EQ(userErrorOf(vemsh::showValue, "VemshTest::Colour", "purple"),
-            "VemshTest::Colour: no enumerator is named 'purple'");
-  EXPECT_THAT(userErrorOf(vemsh::showValue, "VemshTest::Colour", "green red"), HasSubstr("green red"));
+  EXPECT_EQ(out.str(),
+            "text: green\nhash: " + hashText(Vem::hashSingleAttr(uint32_t{2}, 0)) + "\nlog form: none registered\n");
 }
 
-TEST(VemshValue, TextThatDoesNotParseIsAUserError) {
+TEST(VemshDispatch, UserErrorsNameTheirCause) {
+  expectUserError({"types", "OrvNoSuchModule"}, "no module named OrvNoSuchModule");
+  expectUserError({"describe", "Orv::NoSuchType"}, "no type named Orv::NoSuchType");
+  expectUserError({"describe", "PortVlanPair"}, "no type named PortVlanPair");  // names are qualified
+  expectUserError({"value", "Orv::Nope", "x"}, "no type named Orv::Nope");
+  expectUserError({"value", "VemshTest::Switch", "x"}, "VemshTest::Switch is an entity type, not a value");
+  expectUserError({"value", "VemshTest::Colour", "purple"}, "VemshTest::Colour: no enumerator is named 'purple'");
+  EXPECT_THAT(runCommand({"value", "VemshTest::Colour", "green red"}).err, HasSubstr("green red"));
+}
+
+TEST(VemshDispatch, TextThatDoesNotParseIsAUserError) {
   const char* bad[] = {
-      "Orv::PortVlanPair(port=Ethernet1, vlan=70000)",        // out of range for U16
-      "Orv::PortVlanPair(port=Ethernet1)",                    // missing field
-      "Orv::PortVlanPair(port=Ethernet1, vlan=5) trailing",   // text after the value
-      "Orv::PortVlanPair(port=Ethernet0x, vlan=5)",           // not an interface name
-      "Orv::Other(port=Ethernet1, vlan=5)",                   // another type's form
+      "Orv::PortVlanPair(port=Ethernet1, vlan=70000)",       // out of range for U16
+      "Orv::PortVlanPair(port=Ethernet1, vlan=x)",           // not a number
+      "Orv::PortVlanPair(port=Ethernet1)",                   // missing field
+      "Orv::PortVlanPair(port=Ethernet1, vlan=5) trailing",  // text after the value
+      "Orv::PortVlanPair(port=Ethernet0x, vlan=5)",          // not an interface name
+      "Orv::Other(port=Ethernet1, vlan=5)",                  // another type's form
       "",
   };
-  for (const char* text : bad) EXPECT_FALSE(userErrorOf(vemsh::showValue, "Orv::PortVlanPair", text).empty()) << text;
+  for (const char* text : bad) expectUserError({"value", "Orv::PortVlanPair", text}, "");
 }
-
-TEST(VemshValue, EntitiesAndUnknownTypesAreRefused) {
-  EXPECT_EQ(userErrorOf(vemsh::showValue, "VemshTest::Switch", "x"),
-            "VemshTest::Switch is an entity type, not a value");
-  EXPECT_EQ(userErrorOf(vemsh::showValue, "Orv::Nope", "x"), "no type named Orv::Nope");
-}
-
-using Outcome = vemshtest::ProgramResult;
-using vemshtest::runCommand;
 
 TEST(VemshDispatch, ExitStatusAndStreams) {
   Outcome ok = runCommand({"value", "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet3/1, vlan=100)"});
@@ -167,17 +177,15 @@ TEST(VemshDispatch, ExitStatusAndStreams) {
   EXPECT_THAT(ok.out, StartsWith("text: Orv::PortVlanPair(port=Ethernet3/1, vlan=100)\nhash: 0x"));
   EXPECT_EQ(ok.err, "");
 
-  Outcome userError = runCommand({"describe", "Orv::Nope"});
-  EXPECT_EQ(userError.status, vemsh::exitUserError);
-  EXPECT_EQ(userError.out, "");
-  EXPECT_EQ(userError.err, "vemsh: no type named Orv::Nope\n");
-
-  Outcome parseError = runCommand({"value", "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet1, vlan=x)"});
-  EXPECT_EQ(parseError.status, vemsh::exitUserError);
-  EXPECT_THAT(parseError.err, StartsWith("vemsh: "));
-  EXPECT_EQ(lines(parseError.err).size(), 1u);
-
-  for (auto args : {std::vector<std::string_view>{}, {"bogus"}, {"describe"}, {"types", "a", "b"}, {"modules", "x"}}) {
+  // --load needs a library, and is only recognised before the command.
+  for (auto args : {std::vector<std::string_view>{},
+                    {"bogus"},
+                    {"describe"},
+                    {"types", "a", "b"},
+                    {"modules", "x"},
+                    {"--load"},
+                    {"modules", "--load", VEMSH_LOADABLE_LIBRARY}}) {
+    SCOPED_TRACE(commandLine(args));
     Outcome usage = runCommand(args);
     EXPECT_EQ(usage.status, vemsh::exitUsage);
     EXPECT_EQ(usage.out, "");
@@ -188,6 +196,7 @@ TEST(VemshDispatch, ExitStatusAndStreams) {
 
   Outcome help = runCommand({"help"});
   EXPECT_EQ(help.status, vemsh::exitOk);
+  EXPECT_THAT(help.out, StartsWith("usage: vemsh [--load LIBRARY]... COMMAND [ARGUMENTS]\n"));
   for (const char* command : {"modules", "types [MODULE]", "describe TYPE", "value TYPE TEXT", "help"})
     EXPECT_THAT(help.out, HasSubstr("\n  " + std::string(command))) << command;
 }

@@ -120,19 +120,6 @@ TEST(VemshDescribe, EntityAttributesCollectionsAndMethods) {
   EXPECT_EQ(find.fields.at("parameters"), "port: U32, strict: bool");
 }
 
-TEST(VemshDescribe, UnknownTypeIsAUserError) {
-  std::ostringstream out;
-  try {
-    vemsh::describeType(out, "Orv::NoSuchType");
-    FAIL() << "no error";
-  } catch (const vemsh::UserError& e) {
-    EXPECT_STREQ(e.what(), "no type named Orv::NoSuchType");
-  }
-  EXPECT_EQ(out.str(), "");
-  // Names are qualified: the bare name finds nothing either.
-  EXPECT_THROW(vemsh::describeType(out, "PortVlanPair"), vemsh::UserError);
-}
-
 TEST(VemshFlags, WordsForBitsAndCombinationsTheCompilerDoesNotEmit) {
   // One bit: constant on data, static on methods.
   EXPECT_EQ(vemsh::flagsAWords(0x0818), "readable, method, static");

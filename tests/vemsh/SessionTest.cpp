@@ -125,18 +125,6 @@ TEST(VemshLogForm, EnumerationsTravelAsU32AndRefuseWideCodes) {
   EXPECT_EQ(back, 0);
 }
 
-TEST(VemshValue, LogBytesNamedFieldByField) {
-  std::ostringstream out;
-  vemsh::showValue(out, "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet3/1, vlan=100)");
-  const Orv::PortVlanPair v(Pelix::IntfId("Ethernet3/1"), 100);
-  const std::string hex = vemsh::hexBytes(realLogBytes(v));
-  EXPECT_THAT(out.str(), HasSubstr("log form, 10 bytes: " + hex + "\n"));
-  EXPECT_THAT(out.str(), HasSubstr("  " + hex.substr(0, 16)));
-  EXPECT_THAT(out.str(), HasSubstr("port: Ethernet3/1\n"));
-  EXPECT_THAT(out.str(), HasSubstr("  0064"));
-  EXPECT_THAT(out.str(), HasSubstr("vlan: 100\n"));
-}
-
 TEST(VemshEnum, ByCodeByNameAndAll) {
   std::ostringstream out;
   vemsh::showEnum(out, "Orv::AclIntfState", "aclIntfBlocked");
