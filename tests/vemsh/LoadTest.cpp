@@ -38,7 +38,13 @@ TEST(VemshLoad, LoadedLibraryRegistersItsModulesForTheCommand) {
   EXPECT_THAT(again.out, HasSubstr("VemshLoadable::Mode"));
   EXPECT_EQ(Vem::Registry::moduleCount(), count);
 
-  // A library but no command: the usage. (It loads the library, so it comes after the checks above.)
+  // A good library before a bad one does not let the command run either. (This and the next load the
+  // library, so they come after the checks above, in this test.)
+  Outcome second = runCommand({"--load", VEMSH_LOADABLE_LIBRARY, "--load", "/nonexistent/libnothing.so", "modules"});
+  EXPECT_EQ(second.status, vemsh::exitUserError);
+  EXPECT_EQ(second.out, "");
+
+  // A library but no command: the usage.
   Outcome usage = runCommand({"--load", VEMSH_LOADABLE_LIBRARY});
   EXPECT_EQ(usage.status, vemsh::exitUsage);
   EXPECT_EQ(usage.out, "");
@@ -58,11 +64,6 @@ TEST(VemshLoad, UnloadableLibraryIsOneErrorLineAndNoCommand) {
   EXPECT_EQ(notLibrary.status, vemsh::exitUserError);
   EXPECT_EQ(notLibrary.out, "");
   EXPECT_THAT(notLibrary.err, StartsWith("vemsh: cannot load /dev/null: "));
-
-  // A good library before a bad one does not let the command run either.
-  Outcome second = runCommand({"--load", VEMSH_LOADABLE_LIBRARY, "--load", "/nonexistent/libnothing.so", "modules"});
-  EXPECT_EQ(second.status, vemsh::exitUserError);
-  EXPECT_EQ(second.out, "");
 }
 
 }  // namespace
