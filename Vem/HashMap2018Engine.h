@@ -1,6 +1,6 @@
 /// \file
 /// The collection engine behind HashMap2018 and HSet: a power-of-two table of slots, each a pointer to a
-/// small bucket (a contiguous array of nodes in a fixed order) and a 32-bit summary of the bucket's hash
+/// small bucket (a contiguous array of nodes sorted by key) and a 32-bit summary of the bucket's hash
 /// tags, kept in an array of their own so that most misses end in that small array without touching a
 /// bucket. Buckets are reference-counted and shared by copies of a map and by iterators, and copied on
 /// the first write to a shared one, so copying a map costs one pointer and one count per bucket.
@@ -174,7 +174,7 @@ class HashMap2018Engine {
       if (p != b->count) return {i, p, true, tag};
     }
     bool found;
-    const uint32_t pos = seek(b, k, tag, found);
+    const uint32_t pos = seek(b, k, found);
     return {i, pos, found, tag};
   }
   const Node& nodeAt(Place p) const noexcept { return Layout::nodes(buckets_[p.index])[p.pos]; }
@@ -357,9 +357,9 @@ class HashMap2018Engine {
 
   // ---- iteration ----
 
-  /// Walks buckets in index order and each bucket in its nodes' order (see compareKey). Holds a
-  /// reference to its bucket, so its node stays readable whatever the map does; after a change it
-  /// continues from the first node after its own in the same bucket, and refuses (IteratorInvalidated) only after a resize.
+  /// Walks buckets in index order and each bucket in key order. Holds a reference to its bucket, so its
+  /// node stays readable whatever the map does; after a change it continues from the first key after
+  /// its own in the same bucket, and refuses (IteratorInvalidated) only after a resize.
   class Iterator {
    public:
     Iterator() noexcept = default;
@@ -448,10 +448,12 @@ class HashMap2018Engine {
     void reseek() {
       if (map_->layout_ != layout_) throwHashMap2018IteratorInvalidated();
       version_ = map_->version_;
+      const Node& current = Layout::nodes(bucket_)[pos_];
       Bucket* b = map_->buckets_[index_];
       if (b != nullptr) {
+        const Node* nodes = Layout::nodes(b);
         uint32_t p = 0;
-        while (p < b->count && compareNodes(bucket_, pos_, b, p) != kKeyBefore) ++p;
+        while (p < b->count && Glue::compareOrLruUnlink(nullptr, &current, nodes[p]) != kKeyBefore) ++p;
         if (p < b->count) {
           hold(b);
           pos_ = p;
@@ -477,11 +479,10 @@ class HashMap2018Engine {
   Iterator lowerBound(const Key& k) const noexcept {
     Iterator it(this);
     if (buckets_ == nullptr) return it;
-    const uint32_t h = hashOf(k);
-    const uint32_t i = h & mask_;
+    const uint32_t i = hashOf(k) & mask_;
     if (Bucket* b = buckets_[i]) {
       bool found;
-      const uint32_t pos = seek(b, k, tagOf(h), found);
+      const uint32_t pos = seek(b, k, found);
       if (pos < b->count) {
         it.hold(b);
         it.index_ = i;
@@ -494,34 +495,14 @@ class HashMap2018Engine {
   }
 
  private:
-  /// A bucket keeps its nodes in one order, which iterators resume by and insertion keeps: by key where
-  /// keys compare in a register, else by tag and then by key. Placing a new string key then reads the
-  /// bytes of other keys only where their tags agree with its own (one in 128), not of every key it
-  /// passes, each a cache miss of its own in a large map.
-  static int compareKey(const Key& k, uint8_t tag, const Bucket* b, uint32_t p) noexcept {
-    if constexpr (kFilterByTag) {
-      const uint8_t other = Layout::marks(b)[p] & ~kMark;
-      if (tag != other) return tag < other ? kKeyBefore : kKeyAfter;
-    }
-    return Glue::compareOrLruUnlink(&k, nullptr, Layout::nodes(b)[p]);
-  }
-  /// Node pa of bucket a against node pb of bucket b, in the same order.
-  static int compareNodes(const Bucket* a, uint32_t pa, const Bucket* b, uint32_t pb) noexcept {
-    if constexpr (kFilterByTag) {
-      const uint8_t tagA = Layout::marks(a)[pa] & ~kMark;
-      const uint8_t tagB = Layout::marks(b)[pb] & ~kMark;
-      if (tagA != tagB) return tagA < tagB ? kKeyBefore : kKeyAfter;
-    }
-    return Glue::compareOrLruUnlink(nullptr, Layout::nodes(a) + pa, Layout::nodes(b)[pb]);
-  }
-
   /// Position of the key in the bucket, or where it would be inserted.
-  static uint32_t seek(const Bucket* b, const Key& k, uint8_t tag, bool& found) noexcept {
+  static uint32_t seek(const Bucket* b, const Key& k, bool& found) noexcept {
+    const Node* nodes = Layout::nodes(b);
     uint32_t lo = 0;
     uint32_t hi = b->count;
     if (hi <= 8) {
       for (; lo < hi; ++lo) {
-        const int c = compareKey(k, tag, b, lo);
+        const int c = Glue::compareOrLruUnlink(&k, nullptr, nodes[lo]);
         if (c != kKeyAfter) {
           found = c == kKeyEqual;
           return lo;
@@ -532,7 +513,7 @@ class HashMap2018Engine {
     }
     while (lo < hi) {
       const uint32_t mid = lo + (hi - lo) / 2;
-      const int c = compareKey(k, tag, b, mid);
+      const int c = Glue::compareOrLruUnlink(&k, nullptr, nodes[mid]);
       if (c == kKeyEqual) {
         found = true;
         return mid;
@@ -622,7 +603,7 @@ class HashMap2018Engine {
   }
 
   /// Rebuilds the table with twice or half the buckets. Doubling splits each bucket in two by one more
-  /// hash bit (each half keeps its order); halving merges bucket pairs in their order.
+  /// hash bit (each half stays sorted); halving merges bucket pairs in key order.
   void resize(std::size_t buckets) {
     Bucket** old = buckets_;
     const uint32_t* oldSummaries = summaries_;
@@ -655,7 +636,7 @@ class HashMap2018Engine {
         uint32_t pa = 0;
         uint32_t pb = 0;
         while (pa < a->count && pb < b->count) {
-          if (compareNodes(a, pa, b, pb) == kKeyBefore)
+          if (Glue::compareOrLruUnlink(nullptr, Layout::nodes(a) + pa, Layout::nodes(b)[pb]) == kKeyBefore)
             transfer(m, a, pa++, ownedA);
           else
             transfer(m, b, pb++, ownedB);

@@ -144,8 +144,8 @@ TEST(HashMap2018, VersionWrapsAt23Bits) {
   EXPECT_EQ(m.version(), start) << "2^23 changes bring the version round";
 }
 
-// Shrinking merges bucket pairs in their nodes' order (by key, or by tag and key for string keys); a
-// wrong merge shows as a key that lookups or inserts no longer find, or that a walk meets twice.
+// Shrinking merges bucket pairs in key order; a wrong merge shows as a key that a walk resumed after a
+// change skips or meets twice.
 template <class Node, class MakeKey>
 void expectShrinkKeepsEveryKey(MakeKey key) {
   Vem::HashMap2018<Node> m;
