@@ -422,17 +422,13 @@ Out* Sender::beginRecord(EntityId entity, uint8_t kind, AttributeId attribute) {
   return &out_;
 }
 
-char* Sender::appendRecordGrowing(EntityId entity, uint8_t kind, AttributeId attribute, std::size_t payloadSize) {
+void Sender::growRoom(std::size_t payloadSize) {
   if (payloadSize > Frame::kMaxPayload) failRecordTooLong();
   const std::size_t size = kHeaderSize + payloadSize;
   // Room is zeroed a step at a time: a record written through the stream trims it, and the next sized
   // record should not pay for the whole capacity again.
   constexpr std::size_t kRoomStep = 512;
   if (buffer_.size() - end_ < size) buffer_.resize(end_ + std::max(size, kRoomStep));
-  char* header = buffer_.data() + end_;
-  end_ += size;
-  putRecordHeader(header, entity, kind, attribute, payloadSize);
-  return header + kHeaderSize;
 }
 
 void Sender::commitRecord() {

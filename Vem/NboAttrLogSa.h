@@ -274,7 +274,7 @@ class Sender {
     assert(recordStart_ == std::string::npos && "Vem/NboAttrLogSa: a record begins inside another");
     const std::size_t size = Frame::kHeaderSize + payloadSize;
     if (payloadSize > Frame::kMaxPayload || buffer_.size() - end_ < size) [[unlikely]]
-      return appendRecordGrowing(entity, kind, attribute, payloadSize);
+      growRoom(payloadSize);
     char* header = buffer_.data() + end_;
     end_ += size;
     putRecordHeader(header, entity, kind, attribute, payloadSize);
@@ -313,7 +313,8 @@ class Sender {
     putBigEndian(to + 5, attribute, 2);
     putBigEndian(to + 7, payloadSize, 4);
   }
-  char* appendRecordGrowing(EntityId entity, uint8_t kind, AttributeId attribute, std::size_t payloadSize);
+  /// Room past the output for a record of this payload size; refuses one above the record limit.
+  void growRoom(std::size_t payloadSize);
   Entity::VemNboAttrLogSa* adopt(std::unique_ptr<Entity::VemNboAttrLogSa> adapter);
   void releaseUnreferenced();
   bool resume(Entity::VemNboAttrLogSa& adapter);
