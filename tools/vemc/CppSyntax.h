@@ -34,4 +34,5 @@ std::string negate(const std::string& op);
 
 // The C++ value of a literal given for a member of the given type.
 std::string literalCpp(const Literal& l, const std::string& typeName, const TypeDecl* type);
+
 }  // namespace vemc
