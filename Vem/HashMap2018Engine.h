@@ -91,12 +91,18 @@ class HashMap2018Engine {
 
   uint32_t hashOf(const Key& k) const noexcept { return KeyFormHash<typename Node::KeyForm>::hash(k, seed_); }
 
-  /// Each node has a meta byte: bit 0 its deletion mark, the other seven the top of its key's hash, so
-  /// that a lookup compares keys only where those bits agree (a miss rarely touches a string's bytes).
-  /// The top bits do not select the bucket, so the tag survives resizes.
+  /// Each node has a meta byte: bit 0 its deletion mark and, where lookups filter by tag, the other
+  /// seven the top of its key's hash, so that a lookup compares keys only where those bits agree (a miss
+  /// rarely touches a string's bytes). The top bits do not select the bucket, so the tag survives
+  /// resizes. Keys compared in a register are not filtered and keep the mark alone: while such a bucket
+  /// has no marks its meta bytes are all zero and inserts and erases leave them be, which spares them the
+  /// load of those bytes (kept after the nodes, often on another cache line).
   static constexpr uint8_t kMark = 1;
   static uint8_t tagOf(uint32_t hash) noexcept { return static_cast<uint8_t>((hash >> 25) << 1); }
   static constexpr bool kFilterByTag = Layout::kFilterByTag;
+  static uint8_t metaOf(uint8_t tag) noexcept { return kFilterByTag ? tag : 0; }
+  /// Whether inserting or erasing in the bucket must move its meta bytes along with the nodes.
+  static bool metaMoves(const Bucket* b) noexcept { return kFilterByTag || b->marked != 0; }
   /// The slot's summary is a 32-bit filter of its bucket's tags: each tag sets two bits, one chosen by
   /// its top five bits and one by its low five (mark bit excluded), and a key whose two bits are not
   /// both set is absent. With one bit per tag, 6% of the misses in a map of a million keys went on to
@@ -215,7 +221,7 @@ class HashMap2018Engine {
       Bucket* nb = Layout::allocate(kFirstCapacity);
       const Run run{node, 1, true};
       Glue::newBucketAssemble(1, Layout::nodes(nb), &run);
-      Layout::marks(nb)[0] = p.tag;
+      Layout::marks(nb)[0] = metaOf(p.tag);
       nb->count = 1;
       buckets_[p.index] = nb;
     } else if (hashMap2018Shared(b)) {
@@ -230,12 +236,14 @@ class HashMap2018Engine {
       const Run runs[3] = {{Layout::nodes(b), p.pos, true}, {node, 1, true}, {Layout::nodes(b) + p.pos, count - p.pos, true}};
       Glue::newBucketAssemble(count + 1, Layout::nodes(nb), runs);
       nb->count = count + 1;
-      const uint8_t* from = Layout::marks(b);
-      uint8_t* to = Layout::marks(nb);
-      std::memcpy(to, from, p.pos);
-      to[p.pos] = p.tag;
-      std::memcpy(to + p.pos + 1, from + p.pos, count - p.pos);
-      nb->marked = b->marked;
+      if (metaMoves(b)) {
+        const uint8_t* from = Layout::marks(b);
+        uint8_t* to = Layout::marks(nb);
+        std::memcpy(to, from, p.pos);
+        to[p.pos] = metaOf(p.tag);
+        std::memcpy(to + p.pos + 1, from + p.pos, count - p.pos);
+        nb->marked = b->marked;
+      }
       Layout::free(b);  // its nodes were relocated
       buckets_[p.index] = nb;
     }
@@ -279,9 +287,11 @@ class HashMap2018Engine {
         buckets_[p.index] = nullptr;
       } else {
         Glue::shift(nodes, nullptr, count, p.pos, -1);
-        uint8_t* marks = Layout::marks(b);
-        for (uint32_t i = p.pos; i + 1 < count; ++i) marks[i] = marks[i + 1];
-        marks[count - 1] = 0;
+        if (metaMoves(b)) {
+          uint8_t* marks = Layout::marks(b);
+          for (uint32_t i = p.pos; i + 1 < count; ++i) marks[i] = marks[i + 1];
+          marks[count - 1] = 0;
+        }
         b->count = count - 1;
         if (wasMarked) --b->marked;
       }
@@ -556,22 +566,16 @@ class HashMap2018Engine {
     summaries_[i] = summary;
   }
 
-  static uint32_t summaryOf(const Bucket* b) noexcept {
-    if (b == nullptr) return 0;
-    uint32_t summary = 0;
-    const uint8_t* meta = Layout::marks(b);
-    for (uint32_t p = 0; p < b->count; ++p) summary |= summaryBits(meta[p]);
-    return summary;
-  }
-
   void changed() noexcept { version_ = (version_ + 1) & kVersionMask; }
 
   void openSlot(Bucket* b, uint32_t pos, Node* node, uint8_t tag) noexcept {
     assert(b->count < b->capacity && "Vem/HashMap2018: no room to open a slot");
     Glue::shift(Layout::nodes(b), node, b->count, pos, 1);
-    uint8_t* marks = Layout::marks(b);
-    for (uint32_t i = b->count; i > pos; --i) marks[i] = marks[i - 1];
-    marks[pos] = tag;
+    if (metaMoves(b)) {
+      uint8_t* marks = Layout::marks(b);
+      for (uint32_t i = b->count; i > pos; --i) marks[i] = marks[i - 1];
+      marks[pos] = metaOf(tag);
+    }
     ++b->count;
   }
 
@@ -669,7 +673,8 @@ class HashMap2018Engine {
   }
 
   /// Places old bucket `b` (formerly at index i) into the doubled table: whole when one hash bit sends
-  /// all its nodes the same way, else split in two. Each key is hashed once.
+  /// all its nodes the same way, else split in two. Each key is hashed once, and the two summaries are
+  /// rebuilt from those hashes.
   void splitInto(Bucket* b, uint32_t i, uint32_t bit) {
     const Node* nodes = Layout::nodes(b);
     const uint32_t count = b->count;
@@ -677,13 +682,18 @@ class HashMap2018Engine {
     constexpr uint32_t kRemembered = 64;
     uint64_t goesHigh = 0;
     uint32_t high = 0;
+    uint32_t summaryLow = 0;
+    uint32_t summaryHigh = 0;
     for (uint32_t p = 0; p < count; ++p) {
-      const bool up = (hashOf(Node::keyOf(nodes[p])) & bit) != 0;
+      const uint32_t h = hashOf(Node::keyOf(nodes[p]));
+      const bool up = (h & bit) != 0;
+      (up ? summaryHigh : summaryLow) |= summaryBits(tagOf(h));
       high += up;
       if (up && p < kRemembered) goesHigh |= uint64_t(1) << p;
     }
     if (high == 0 || high == count) {
-      setSlot(i + (high == 0 ? 0 : bit), b, summaryOf(b));  // shared or not, the bucket moves whole
+      // Shared or not, the bucket moves whole.
+      setSlot(i + (high == 0 ? 0 : bit), b, summaryLow | summaryHigh);
       return;
     }
     const auto goesUp = [&](uint32_t p) {
@@ -718,8 +728,8 @@ class HashMap2018Engine {
       b->count = kept;
       b->marked = keptMarked;
     }
-    setSlot(i, b, summaryOf(b));
-    setSlot(i + bit, hi, summaryOf(hi));
+    setSlot(i, b, summaryLow);
+    setSlot(i + bit, hi, summaryHigh);
   }
 
   void shareFrom(const HashMap2018Engine& o) {
