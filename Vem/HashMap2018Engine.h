@@ -221,7 +221,7 @@ class HashMap2018Engine {
       Bucket* nb = Layout::allocate(kFirstCapacity);
       const Run run{node, 1, true};
       Glue::newBucketAssemble(1, Layout::nodes(nb), &run);
-      Layout::marks(nb)[0] = metaOf(p.tag);
+      if constexpr (kFilterByTag) Layout::marks(nb)[0] = p.tag;  // else already zero
       nb->count = 1;
       buckets_[p.index] = nb;
     } else if (hashMap2018Shared(b)) {
