@@ -142,7 +142,8 @@ struct KeyOrder {
 // ---- Relocation --------------------------------------------------------------------------------
 
 /// True when moving an object to another address is a byte copy, with nothing to destroy at the old
-/// one. Lumo's handles are a single owning pointer, so they qualify; other types specialise this.
+/// one. Lumo's handles hold no pointer into themselves (a string's inline bytes are found from its own
+/// address each time), so they qualify; other types specialise this.
 template <class T>
 inline constexpr bool relocatableByBytes = std::is_trivially_copyable_v<T>;
 template <>
