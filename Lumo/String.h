@@ -93,6 +93,10 @@ public:
   bool sharesBytesWith(const String& o) const noexcept { return sameHandle(*this, o); }
   /// Whether the bytes live in a shared heap block rather than in the handle.
   bool onHeap() const noexcept { return isHeap(); }
+  /// An inline value's handle as two words: its bytes, zero padded, with 15 minus its length in the top
+  /// byte of the second. Whether a value is inline depends on its length alone, so a hash may read these
+  /// words instead of the bytes and still give equal strings equal hashes.
+  uint64_t inlineWord(std::size_t i) const noexcept { return load<uint64_t>(bytes_ + 8 * i); }
 
   friend bool operator==(const String& a, const String& b) noexcept {
     if (sameHandle(a, b)) return true;

@@ -64,6 +64,13 @@ inline uint32_t hashSingleAttr(const Lumo::String& v, uint32_t seed) noexcept {
     std::memcpy(&word, b, sizeof word);
     return uint64_t{word};
   };
+  if (!v.onHeap()) {
+    // Short values, most keys: the handle's two words, each with a multiply of its own; the length is
+    // in the second word's top byte. No branch on the length.
+    const uint64_t first = ((uint64_t{seed} << 32) * k ^ v.inlineWord(0)) * k;
+    const uint64_t last = v.inlineWord(1) * kLast;
+    return hashSingleAttr(first ^ (last >> 32 | last << 32), seed);
+  }
   uint64_t h = (uint64_t{seed} << 32 | static_cast<uint32_t>(n)) * k;
   if (n > 8) {
     for (; n > 16; n -= 8, p += 8) {
