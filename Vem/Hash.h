@@ -47,14 +47,14 @@ inline uint32_t hashSingleAttr(uint64_t v, uint32_t seed) noexcept {
   return static_cast<uint32_t>(x >> 32);
 }
 inline uint32_t hashSingleAttr(uint32_t v, uint32_t seed) noexcept { return hashSingleAttr(uint64_t{v}, seed); }
-/// The hash of one string, eight bytes per multiply: keys such as interface names are hashed on every
-/// lookup, and the byte accumulator's four-byte rounds cost twice as many steps. The length enters
-/// first. The last 9 to 16 bytes are two overlapping words multiplied side by side, so a typical name
-/// costs one multiply's latency before the final mix instead of two; a string of 8 bytes or fewer is
-/// one word (or three single bytes below 4). No byte past the string is ever read. Little-endian
-/// loads, as the byte accumulator's. Every word gets a multiply of its own before the final mix:
-/// handed to the mix directly, overlapping halves cancel in its 64-to-32 fold, and names that differ
-/// only in their last digits ("Ethernet3/7") crowded into a few buckets (84 of 1000 in one).
+/// The hash of one string, computed on every lookup of a string key. A value held inline in its handle
+/// (up to 15 bytes, most keys) is hashed from the handle's two words, with no branch on its length.
+/// A longer one is hashed from its bytes, eight per multiply (the byte accumulator's four-byte rounds
+/// cost twice as many steps), the length entering first and the last 9 to 16 bytes taken as two
+/// overlapping words multiplied side by side; no byte past the string is read. Little-endian loads, as
+/// the byte accumulator's. Every word gets a multiply of its own before the final mix: handed to the mix
+/// directly, overlapping halves cancel in its 64-to-32 fold, and names that differ only in their last
+/// digits ("Ethernet3/7") crowded into a few buckets (84 of 1000 in one).
 inline uint32_t hashSingleAttr(const Lumo::String& v, uint32_t seed) noexcept {
   constexpr uint64_t k = 0x9e3779b97f4a7c15u;
   constexpr uint64_t kLast = 0xd6e8feb86659fd93u;
