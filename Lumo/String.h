@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Lumo/ByteOrder.h>
 #include <Lumo/ThreadControl.h>
 
 #include <atomic>
@@ -211,17 +212,14 @@ private:
     std::memcpy(&w, p, sizeof w);
     return w;
   }
-  // The bytes past an inline value are zero, so the handles' words read most significant byte first
-  // (the tag masked off) order two values by their bytes; where they tie, one is a prefix of the other
-  // (or equal) and the shorter goes first. Keeps the ordered search inside a bucket free of calls.
+  // Read most significant byte first, the handles' words order two inline values by their bytes (the
+  // bytes past a value are zero). Where the bytes tie, one is a prefix of the other; the tag, the last
+  // byte, then decides, inverted so that it grows with the size and the shorter goes first. Keeps the
+  // ordered search inside a bucket free of calls.
   static std::strong_ordering compareInline(const String& a, const String& b) noexcept {
-    const uint64_t a0 = __builtin_bswap64(load<uint64_t>(a.bytes_)), b0 = __builtin_bswap64(load<uint64_t>(b.bytes_));
+    const uint64_t a0 = getBigEndian(a.bytes_, 8), b0 = getBigEndian(b.bytes_, 8);
     if (a0 != b0) return a0 <=> b0;
-    constexpr uint64_t kValueBytes = ~uint64_t{0} >> 8;
-    const uint64_t a1 = __builtin_bswap64(load<uint64_t>(a.bytes_ + 8) & kValueBytes);
-    const uint64_t b1 = __builtin_bswap64(load<uint64_t>(b.bytes_ + 8) & kValueBytes);
-    if (a1 != b1) return a1 <=> b1;
-    return b.bytes_[kTagAt] <=> a.bytes_[kTagAt];  // the tag falls as the size grows
+    return (getBigEndian(a.bytes_ + 8, 8) ^ 0xff) <=> (getBigEndian(b.bytes_ + 8, 8) ^ 0xff);
   }
   static std::strong_ordering compare(std::string_view a, std::string_view b) noexcept {
     const std::size_t common = a.size() < b.size() ? a.size() : b.size();

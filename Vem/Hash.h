@@ -58,12 +58,6 @@ inline uint32_t hashSingleAttr(uint32_t v, uint32_t seed) noexcept { return hash
 inline uint32_t hashSingleAttr(const Lumo::String& v, uint32_t seed) noexcept {
   constexpr uint64_t k = 0x9e3779b97f4a7c15u;
   constexpr uint64_t kLast = 0xd6e8feb86659fd93u;
-  const auto* p = reinterpret_cast<const unsigned char*>(v.data());
-  std::size_t n = v.size();
-  const auto load = [](const unsigned char* b, auto word) noexcept {
-    std::memcpy(&word, b, sizeof word);
-    return uint64_t{word};
-  };
   if (!v.onHeap()) {
     // Short values, most keys: the handle's two words, each with a multiply of its own; the length is
     // in the second word's top byte. No branch on the length.
@@ -71,6 +65,12 @@ inline uint32_t hashSingleAttr(const Lumo::String& v, uint32_t seed) noexcept {
     const uint64_t last = v.inlineWord(1) * kLast;
     return hashSingleAttr(first ^ (last >> 32 | last << 32), seed);
   }
+  const auto* p = reinterpret_cast<const unsigned char*>(v.data());
+  std::size_t n = v.size();
+  const auto load = [](const unsigned char* b, auto word) noexcept {
+    std::memcpy(&word, b, sizeof word);
+    return uint64_t{word};
+  };
   uint64_t h = (uint64_t{seed} << 32 | static_cast<uint32_t>(n)) * k;
   if (n > 8) {
     for (; n > 16; n -= 8, p += 8) {
