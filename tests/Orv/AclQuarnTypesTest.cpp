@@ -86,27 +86,17 @@ TEST(AclKey, TextFormIsCompactAndLeavesMaxOut) {
   for (const AclKey& k : {web, other}) EXPECT_EQ(Vem::strepToValue<AclKey>(k.stringValue().view()), k);
 }
 
-TEST(AclKey, TextsThatPrintButDoNotParseBack) {
-  // The default key starts with "-": the name needs at least one character.
+// Texts that print but do not parse back: the default key starts with "-" (the name needs a character),
+// and blanks print unchanged. That such texts are refused (an empty name, blanks in the name or the group)
+// is compared with the regular expression in AclKeyParserTest, and for the default key in tests/Vem.
+TEST(AclKey, TextsPrintAsTheyAre) {
   EXPECT_EQ(AclKey().stringValue(), "-ip-in(std=false,vlanId=0,aclGroup=aclGroupDefault)");
-  EXPECT_EQ(errorOf([] { Vem::strepToValue<AclKey>(AclKey().stringValue().view()); }), "Invalid AclKey");
-  // Blanks print unchanged and stop the parse.
   EXPECT_EQ(key("my acl").stringValue(), "my acl-ip-in(std=false,vlanId=0,aclGroup=aclGroupDefault)");
-  EXPECT_EQ(errorOf([] { Vem::strepToValue<AclKey>(key("my acl").stringValue().view()); }), "Invalid AclKey");
-  EXPECT_EQ(errorOf([] { Vem::strepToValue<AclKey>(key("a", "g h").stringValue().view()); }), "Invalid AclKey");
 }
 
 // How the constructor splits a text and how far it moves the range is compared with the regular expression
-// in AclKeyParserTest; here, what the other entry points add.
-TEST(AclKey, WholeStringParserRefusesTrailingTextAndTheRangeParserStartsAtItsPosition) {
-  EXPECT_THROW(Vem::strepToValue<AclKey>("x-ipv6-in(std=false,vlanId=0,aclGroup=g)trailing"), Vem::RangeException);
-  const std::string text = "prefix:name-mac-in(std=false,vlanId=12,aclGroup=grp)";
-  Vem::CharRange inner(text);
-  inner.advance(7);
-  EXPECT_EQ(AclKey(inner).name(), "name");
-  EXPECT_TRUE(inner.atEnd());
-}
-
+// in AclKeyParserTest; here, the free parser starting at the range's position, as the constructor does.
+// (Text after a whole-string parse is refused by the parser every value shares: see PortVlanPairTest.)
 TEST(AclKey, FreeParserGivesTheConstructorsResultsAndChangesNothingOnFailure) {
   const AclKey kept = key("kept", "g", 3);
   // Each failure leaves both the key and the range as they were.
@@ -144,16 +134,8 @@ TEST(AclKey, FreeParserGivesTheConstructorsResultsAndChangesNothingOnFailure) {
 }
 
 // Each VLAN text against the bound and std::stoi is compared in AclKeyParserTest; here the whole-string
-// parser passes both refusals on.
+// parser, reached through the generic interface, passes both refusals on and changes nothing.
 TEST(AclKey, VlanIdBoundAndStoiRange) {
-  auto parse = [](const std::string& vlan) {
-    return Vem::strepToValue<AclKey>("a-ip-in(std=false,vlanId=" + vlan + ",aclGroup=g)");
-  };
-  EXPECT_EQ(parse("0004095").vlanId(), AclVlanIdOrNone(4095));
-  EXPECT_EQ(errorOf([&] { parse("4096"); }), "Orv::AclVlanIdOrNone::value > _max not allowed");
-  EXPECT_EQ(errorOf([&] { parse("2147483648"); }), "stoi");
-  EXPECT_THROW(parse("99999999999999999999999999"), std::out_of_range);
-  // A refused parse changes nothing: through the generic interface the destination keeps its value.
   const auto* methods = Vem::GenericIfImpl::valueMethods(AclKey::vemType());
   AclKey kept = key("kept", "g", 3);
   EXPECT_THROW(methods->strepToValue(&kept, String("a-ip-in(std=false,vlanId=4096,aclGroup=g)"), AclKey::vemType(), 0),

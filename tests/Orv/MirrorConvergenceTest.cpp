@@ -49,29 +49,6 @@ TEST(MirrorFlow, InterruptedPassResumesAtItsKeyAndSendsChangedKeys) {
   EXPECT_EQ(MirrorTest::dump(p.mirrorAs<PortList>()), MirrorTest::dump(*list));
 }
 
-TEST(MirrorFlow, DirtyKeysDrainAndTheRecordGoes) {
-  auto list = PortListIs("pl");
-  Pair p;
-  p.sender.attach(list);
-  p.drain();
-  auto* sa = list->vemNboAttrLogSa(&p.sender);
-  p.sender.roomIs(0);
-  list->portsIs("a", true);
-  list->portsIs("b", true);
-  list->hiddenFromCliIs(true);
-  auto* f = sa->flowOutAs<PortList::FlowOut>();
-  ASSERT_NE(f, nullptr);
-  EXPECT_TRUE(f->hasDirtyCollKeys());
-  EXPECT_EQ(f->dirtyKeys<0>().size(), 2u);
-  EXPECT_TRUE(f->vemIsCollDirty(258));
-  EXPECT_TRUE(f->vemIsDirty(259));
-  EXPECT_EQ(p.sender.buffered(), 0u);
-  list->portsDel("b");  // deleted while withheld: goes out as a deletion, harmlessly
-  p.drain();
-  EXPECT_EQ(sa->flowOut(), nullptr);
-  EXPECT_EQ(dump(p.mirrorAs<PortList>()), dump(*list));
-}
-
 // An agent subscribed ahead of the sender reacts to each change by changing the same entry again (or
 // removing it): the record of the outer change, written after the agent ran, must carry what the entry
 // holds then, not what the setter stored; and the sender subscribed first still writes each change.

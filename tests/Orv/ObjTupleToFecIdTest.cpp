@@ -76,6 +76,7 @@ TEST(ObjTupleAndFecIdMessage, ReadsMissingUnknownAndRepeatedFields) {
 }
 
 TEST(ObjTupleAndFecIdMessage, MalformedInputIsRefusedAndChangesNothing) {
+  // A field number 0 and the group wire types are refused by the wire reader itself (tests/Lumo).
   const std::vector<std::pair<const char*, std::string>> bad = {
       {"field 2 as a varint", framed(bytes({16, 1}))},
       {"field 3 length-delimited", framed(bytes({26, 1, 0}))},
@@ -85,8 +86,6 @@ TEST(ObjTupleAndFecIdMessage, MalformedInputIsRefusedAndChangesNothing) {
       {"nested length past the message", framed(bytes({18, 4, 16, 1}))},
       {"truncated varint", framed(bytes({24, 0x80}))},
       {"unknown field's length past the message", framed(bytes({74, 9, 'a'}))},
-      {"field number 0", framed(bytes({0, 1}))},
-      {"group wire type", framed(bytes({59, 60}))},
       {"empty buffer", std::string()},
   };
   for (const auto& [what, input] : bad) {

@@ -48,30 +48,6 @@ class Recorder : public Lumo::Subscriber {
 
 using Lines = std::vector<std::string>;
 
-TEST(PortList, ScalarAndCollectionSettersAnnounceOnlyRealChanges) {
-  auto list = PortListIs(String("modeA"));
-  Recorder r(*list);
-  list->portsIs(String("Ethernet1"), true);
-  list->portsIs(String("Ethernet1"), true);   // same value: nothing
-  list->portsIs(String("Ethernet1"), false);  // replaced: old value true
-  list->portsIs(String("Ethernet2"), false);  // a false flag is stored like a true one
-  list->hiddenFromCliIs(false);                // already false: nothing
-  list->hiddenFromCliIs(true);
-  EXPECT_EQ(r.take(), (Lines{"258 key=Ethernet1 old=none", "258 key=Ethernet1 old=true", "258 key=Ethernet2 old=none",
-                             "259 old=false"}));
-  EXPECT_EQ(list->ports().size(), 2u);
-  EXPECT_FALSE(list->ports(String("Ethernet1")));
-  EXPECT_TRUE(list->ports().contains(String("Ethernet2")));
-
-  // Deleting an absent key returns the default and says nothing; a present false key returns false
-  // but is announced.
-  EXPECT_FALSE(list->portsDel(String("Ethernet9")));
-  EXPECT_FALSE(list->portsDel(String("Ethernet2")));
-  EXPECT_EQ(r.take(), (Lines{"258 key=Ethernet2 old=false"}));
-  EXPECT_EQ(list->nameString(), "modeA");
-  EXPECT_EQ(list->typeData(), PortList::vemType());
-}
-
 TEST(PortList, DeleteAllIsOneStepWithoutSubscribersAndKeyByKeyWithThem) {
   auto list = PortListIs(String("m"));
   for (const char* p : {"Ethernet1", "Ethernet2", "Ethernet3"}) list->portsIs(String(p), true);

@@ -178,18 +178,18 @@ TEST(PortStatusLog, ReferencedStatusesAreCarriedWhileFiled) {
 }
 
 // Records straight to a demuxer holding a mirror directory (entity 1) with Ethernet1 filed (entity 2).
-struct DirMirror : ::testing::Test {
+struct DirMirror {
   Demuxer demuxer;
   std::string bytes;
   Vem::NboAttrLog::Out out{bytes};
   const IntfId et1{"Ethernet1"}, et2{"Ethernet2"};
-  void SetUp() override {
+  DirMirror() {
     root(1, "OrvTypes::OrvPortStatusDir", [&] { out.string("ports"); });
     root(2, "OrvTypes::OrvPortStatus", [&] { out.u64(et1.raw()); });
     entry(et1, 2);
     demuxer.feed(bytes);
     bytes.clear();
-    ASSERT_EQ(dir().portStatus().size(), 1u);
+    EXPECT_EQ(dir().portStatus().size(), 1u);
   }
   template <class Fn>
   void record(uint32_t entity, uint8_t kind, uint16_t attribute, Fn&& payload) {
@@ -222,34 +222,36 @@ struct DirMirror : ::testing::Test {
   }
 };
 
-TEST_F(DirMirror, AnIdOnNoEntityIsRefused) {
-  entry(et2, 7);
-  expectRefused("entity 7, which is not on this stream");
+// Each bad entry on a fresh stream: an id on no entity, an id of another type (the directory itself), a
+// key other than the filed entity's own, and an entry cut short.
+TEST(DirMirror, EachBadEntryIsRefusedWholeAndChangesNothing) {
+  struct Case {
+    const char* what;
+    void (*write)(DirMirror&);
+  };
+  const Case cases[] = {
+      {"entity 7, which is not on this stream", [](DirMirror& m) { m.entry(m.et2, 7); }},
+      {"not a OrvTypes::OrvPortStatus", [](DirMirror& m) { m.entry(m.et1, 1); }},
+      {"key differs", [](DirMirror& m) { m.entry(m.et2, 2); }},
+      {"truncated", [](DirMirror& m) { m.record(1, 0, 258, [&] { m.out.u64(m.et2.raw()); }); }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    DirMirror m;
+    c.write(m);
+    m.expectRefused(c.what);
+  }
 }
 
-TEST_F(DirMirror, AnIdOfAnotherTypeIsRefused) {
-  entry(et1, 1);  // the directory itself
-  expectRefused("not a OrvTypes::OrvPortStatus");
-}
-
-TEST_F(DirMirror, AKeyOtherThanTheEntitysOwnIsRefused) {
-  entry(et2, 2);
-  expectRefused("key differs");
-}
-
-TEST_F(DirMirror, ATruncatedEntryIsRefused) {
-  record(1, 0, 258, [&] { out.u64(et2.raw()); });
-  expectRefused("truncated");
-}
-
-TEST_F(DirMirror, MarkersDeleteReferencesNotResent) {
-  root(3, "OrvTypes::OrvPortStatus", [&] { out.u64(et2.raw()); });
-  record(1, 1, 258, [&] { out.u8(0); });
-  entry(et2, 3);
-  record(1, 1, 258, [&] { out.u8(2); });
-  demuxer.feed(bytes);
-  ASSERT_EQ(dir().portStatus().size(), 1u);
-  EXPECT_EQ(dir().portStatus(et2).get(), demuxer.entityOf(Vem::EntityId{3}));
+TEST(DirMirror, MarkersDeleteReferencesNotResent) {
+  DirMirror m;
+  m.root(3, "OrvTypes::OrvPortStatus", [&] { m.out.u64(m.et2.raw()); });
+  m.record(1, 1, 258, [&] { m.out.u8(0); });
+  m.entry(m.et2, 3);
+  m.record(1, 1, 258, [&] { m.out.u8(2); });
+  m.demuxer.feed(m.bytes);
+  ASSERT_EQ(m.dir().portStatus().size(), 1u);
+  EXPECT_EQ(m.dir().portStatus(m.et2).get(), m.demuxer.entityOf(Vem::EntityId{3}));
 }
 
 // ---- convergence ------------------------------------------------------------------------------------

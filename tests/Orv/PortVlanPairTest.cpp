@@ -14,7 +14,6 @@
 
 #include <cstring>
 #include <set>
-#include <sstream>
 
 namespace {
 
@@ -36,17 +35,12 @@ TEST(PortVlanPair, UnseededHashMixesRawPortBytesThenVlan) {
   EXPECT_NE(PortVlanPair(IntfId(), 1).hash(), PortVlanPair(IntfId(), 2).hash());
 }
 
-TEST(PortVlanPair, SeededHashIsDistinctAndSpreads) {
-  PortVlanPair p(IntfId("Ethernet5"), 10);
-  EXPECT_EQ(p.hash(7), PortVlanPair(IntfId("Ethernet5"), 10).hash(7));
-  EXPECT_NE(p.hash(7), p.hash(8));
-  EXPECT_NE(p.hash(0), p.hash());
+// The seeded hash's recipe, its seed and the generic entry point are checked on IntfPairKey; here, that
+// it spreads over the values of one field.
+TEST(PortVlanPair, SeededHashSpreads) {
   std::set<uint32_t> seen;
   for (uint16_t vlan = 1; vlan <= 4094; ++vlan) seen.insert(PortVlanPair(IntfId("Ethernet1"), vlan).hash(0));
   EXPECT_EQ(seen.size(), 4094u);
-  // The generic hash is the declared unseeded one.
-  auto t = PortVlanPair::vemType();
-  EXPECT_EQ(Vem::GenericIfImpl::valueMethods(t)->hash(&p, t), p.hash());
 }
 
 TEST(PortVlanPair, ParserRefusesMalformedTextWithTheFieldNamed) {
@@ -63,24 +57,16 @@ TEST(PortVlanPair, ParserRefusesMalformedTextWithTheFieldNamed) {
   EXPECT_NE(error("Orv::PortVlanPair(port=Ethernet1, vlan=-1)").find("vlan: expected a U16 number"), std::string::npos);
 }
 
-TEST(PortVlanPair, GenericMethodsBuildPrintAndParse) {
-  auto t = Vem::Registry::typeByName("Orv::PortVlanPair").value();
+// Parsing through the generic interface is checked on every value type (tests/Vem), a refused parse that
+// leaves the destination alone on AclKey, the stream operator of the generic form on GreTunnelNextHop.
+TEST(PortVlanPair, GenericMethodsCopyAndPrint) {
+  const Vem::VemType t = PortVlanPair::vemType();
   const auto* m = Vem::GenericIfImpl::valueMethods(t);
-  alignas(PortVlanPair) unsigned char a[sizeof(PortVlanPair)], b[sizeof(PortVlanPair)];
-  m->construct(a, nullptr);
-  m->strepToValue(a, Lumo::String("Orv::PortVlanPair(port=Vlan10, vlan=10)"), t, 0);
-  m->construct(b, a);
-  EXPECT_EQ(m->strRep(b, t, 0), "Orv::PortVlanPair(port=Vlan10, vlan=10)");
-  EXPECT_THROW(m->strepToValue(a, Lumo::String("nonsense"), t, 0), Vem::RangeException);
-  // A refused parse leaves the destination as it was.
-  EXPECT_EQ(*reinterpret_cast<PortVlanPair*>(a), PortVlanPair(IntfId("Vlan10"), 10));
-  m->destruct(a);
-  m->destruct(b);
   const PortVlanPair p(IntfId("Ethernet3/1"), 100);
-  EXPECT_EQ(p.stringValue(), "Orv::PortVlanPair(port=Ethernet3/1, vlan=100)");
-  std::ostringstream os;
-  os << p;
-  EXPECT_EQ(os.str(), p.stringValue().view());
+  alignas(PortVlanPair) unsigned char copy[sizeof(PortVlanPair)];
+  m->construct(copy, &p);
+  EXPECT_EQ(m->strRep(copy, t, 0), "Orv::PortVlanPair(port=Ethernet3/1, vlan=100)");
+  m->destruct(copy);
 }
 
 // The registration records beyond what `vemsh describe` shows of this type (tests/vemsh): the reserved
@@ -126,11 +112,8 @@ TEST(PortVlanPairRegistration, ReservedFieldsReRegistrationAndConstruction) {
 
 TEST(PortVlanPairLog, TenBytesBigEndianAndBack) {
   PortVlanPair p(IntfId("Ethernet3/1"), 0x0102);
-  std::string bytes;
-  Vem::NboAttrLog::Out out(bytes);
-  out << p;
+  const std::string bytes = OrvTest::logBytes(p);
   ASSERT_EQ(bytes.size(), 10u);
-  EXPECT_EQ(attrLogSize(&p), 10u);
   uint64_t raw = IntfId("Ethernet3/1").raw();
   for (int i = 0; i < 8; ++i) EXPECT_EQ(static_cast<uint8_t>(bytes[i]), static_cast<uint8_t>(raw >> (56 - 8 * i)));
   EXPECT_EQ(bytes.substr(8), std::string("\x01\x02", 2));

@@ -105,7 +105,7 @@ TEST(TapAggKey, DestinationCountWrapsAtSixteenBits) {
   EXPECT_EQ(key.numDestinations(), 1);
 }
 
-TEST(TapAggKey, SmallerDestinationSetOrdersFirstAndNestedSetsAreCopied) {
+TEST(TapAggKey, SmallerDestinationSetOrdersFirstThenTheActionSets) {
   ComponentKey one, two;
   one.destinationIs("z");
   two.destinationIs("a");
@@ -117,16 +117,11 @@ TEST(TapAggKey, SmallerDestinationSetOrdersFirstAndNestedSetsAreCopied) {
   withSet.actionSetPropertiesIs("s1", s);
   EXPECT_NE(withSet, two);
   EXPECT_GT(withSet, two);
-  // A copy's change to a nested action set leaves the original alone.
-  ComponentKey copyOfSet = withSet;
-  ActionSetProperties changed = s;
-  changed.destinationIs("d10");
-  copyOfSet.actionSetPropertiesIs("s1", changed);
-  EXPECT_EQ(withSet.actionSetProperties("s1"), s);
-  EXPECT_NE(copyOfSet, withSet);
 }
 
-TEST(TapAggLog, RoundTripAndRefusals) {
+// A name given twice on input is refused by the reader that every collection inside a value shares; that
+// is checked once, in ValueShapeTest.
+TEST(TapAggLog, RoundTripAndTheEmptyNameRefused) {
   ComponentKey key;
   key.destinationIs("d1");
   key.destinationIs("d2");
@@ -140,27 +135,6 @@ TEST(TapAggLog, RoundTripAndRefusals) {
   // The empty name ends the list, so a key holding it cannot be written.
   key.destinationIs("");
   EXPECT_THROW(OrvTest::logBytes(key), Vem::RangeException);
-
-  // A list naming one destination twice is refused, as is one naming an action set twice.
-  const std::string empty = OrvTest::logBytes(ComponentKey());
-  std::string twice;
-  Vem::NboAttrLog::Out w(twice);
-  w.string("d1");
-  w.string("d1");
-  twice += empty;
-  Vem::NboAttrLog::In dup(twice);
-  EXPECT_THROW(ComponentKey(&dup, Vem::StreamBogon{}), Vem::RangeException);
-
-  const std::string defaultTreatment = OrvTest::logBytes(ActionSetProperties());
-  std::string setTwice = empty.substr(0, empty.size() - 4);  // all but the action sets' end mark
-  Vem::NboAttrLog::Out w2(setTwice);
-  for (int i = 0; i < 2; ++i) {
-    w2.string("s1");
-    setTwice += defaultTreatment;
-  }
-  w2.string("");
-  Vem::NboAttrLog::In dupSet(setTwice);
-  EXPECT_THROW(ComponentKey(&dupSet, Vem::StreamBogon{}), Vem::RangeException);
 }
 
 TEST(TapAggStatus, EqualKeysBuiltInDifferentOrdersFindTheSameEntry) {

@@ -30,7 +30,7 @@ std::string dump(const HwVplsPwDecapConfig& config, uint32_t indent) {
   return ctx->str();
 }
 
-TEST(HwVplsPwDecapConfig, DumpOfAnEmptyEntityIsFourLines) {
+TEST(HwVplsPwDecapConfig, DumpListsEveryEntry) {
   auto config = hwVplsPwDecapConfigFactory(String("decap"));
   config->startupSyncDoneIs(true);  // not dumped
   EXPECT_EQ(dump(*config, 0),
@@ -38,12 +38,7 @@ TEST(HwVplsPwDecapConfig, DumpOfAnEmptyEntityIsFourLines) {
             "  vlanTagInfo[] #0\n"
             "  encapHwFecId[] #0\n"
             "  decapLabel[] #0\n");
-  // A null context discards the dump.
-  config->dumpState(Lumo::Ptr<const Brek::DumpContext>(), 0);
-}
-
-TEST(HwVplsPwDecapConfig, DumpListsEveryEntry) {
-  auto config = hwVplsPwDecapConfigFactory(String("decap"));
+  config->dumpState(Lumo::Ptr<const Brek::DumpContext>(), 0);  // a null context discards the dump
   const IntfId pw1("Pseudowire1");
   config->vlanTagInfoIs(VplsPwIntfVlanKey(pw1, VlanId(10)), VlanIdOrNone(0));
   config->encapHwFecIdIs(pw1, NexthopIndex(42));
