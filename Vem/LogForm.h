@@ -34,7 +34,7 @@ struct EnumLogForm {
   static void write(NboAttrLog::Out& out, const void* v) { out.u32(*static_cast<const U*>(v)); }
   static void read(NboAttrLog::In& in, void* v) {
     const uint32_t code = in.u32();
-    if (code > static_cast<uint32_t>(static_cast<U>(~U{}))) throw RangeException("attribute log: enumeration code out of range");
+    if (code > static_cast<uint32_t>(static_cast<U>(~U{}))) NboAttrLog::In::refuseEnumCode();
     *static_cast<U*>(v) = static_cast<U>(code);
   }
   static std::size_t size(const void*) { return 4; }

@@ -7,6 +7,14 @@ void In::truncated(std::size_t wanted) const {
                        std::to_string(pos_) + " of " + std::to_string(size_));
 }
 
+void In::refuseBoolByte() { throw RangeException("attribute log: bool byte is neither 0 nor 1"); }
+
+void In::refuseEnumCode() { throw RangeException("attribute log: enumeration code out of range"); }
+
+void In::refuseBytesPastValue() const {
+  throw RangeException("attribute log: " + std::to_string(remaining()) + " bytes past the value");
+}
+
 }  // namespace Vem::NboAttrLog
 
 namespace Vem {

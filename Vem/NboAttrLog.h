@@ -88,7 +88,7 @@ class In {
   uint64_t nextU64() { return u64(); }
   bool nextbool() {
     uint8_t b = u8();
-    if (b > 1) throw RangeException("attribute log: bool byte is neither 0 nor 1");
+    if (b > 1) refuseBoolByte();
     return b != 0;
   }
   Lumo::String nextString() { return string(); }
@@ -108,6 +108,11 @@ class In {
   std::size_t offset() const noexcept { return pos_; }
   std::size_t remaining() const noexcept { return size_ - pos_; }
   bool atEnd() const noexcept { return pos_ == size_; }
+
+  // The refusals are out of line, so that the readers stay small enough to inline into the handlers.
+  [[noreturn]] static void refuseBoolByte();
+  [[noreturn]] static void refuseEnumCode();
+  [[noreturn]] void refuseBytesPastValue() const;
 
  private:
   const uint8_t* take(std::size_t n) {
@@ -148,12 +153,10 @@ struct LogTraits {
     if constexpr (std::is_enum_v<T>) {
       uint32_t code = in.u32();
       using U = std::underlying_type_t<T>;
-      if (code > static_cast<uint32_t>(static_cast<U>(~U{}))) throw RangeException("attribute log: enumeration code out of range");
+      if (code > static_cast<uint32_t>(static_cast<U>(~U{}))) NboAttrLog::In::refuseEnumCode();
       v = static_cast<T>(code);
     } else if constexpr (std::is_same_v<T, bool>) {
-      uint8_t b = in.u8();
-      if (b > 1) throw RangeException("attribute log: bool byte is neither 0 nor 1");
-      v = b != 0;
+      v = in.nextbool();
     } else if constexpr (std::is_integral_v<T>) {
       if constexpr (sizeof(T) == 1) v = static_cast<T>(in.u8());
       else if constexpr (sizeof(T) == 2) v = static_cast<T>(in.u16());

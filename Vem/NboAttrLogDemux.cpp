@@ -3,6 +3,7 @@
 #include <Vem/Registry.h>
 
 #include <algorithm>
+#include <cassert>
 #include <exception>
 #include <optional>
 
@@ -24,7 +25,7 @@ void Demuxer::feed(const void* data, std::size_t size) {
     input_.clear();
     head_ = 0;
     const std::size_t used = applyRecords(bytes, size);
-    input_.append(bytes + used, size - used);
+    if (used != size) input_.append(bytes + used, size - used);
     return;
   }
   input_.append(bytes, size);
@@ -66,8 +67,12 @@ std::size_t Demuxer::applyRecords(const char* bytes, std::size_t size) {
   return at;
 }
 
-Demuxer::Sa* Demuxer::adapterOf(EntityId id) const noexcept {
+inline Demuxer::Sa* Demuxer::adapterOf(EntityId id) const noexcept {
   if (id.value == lastId_ && lastAdapter_ != nullptr) return lastAdapter_;
+  return boundAdapterOf(id);
+}
+
+Demuxer::Sa* Demuxer::boundAdapterOf(EntityId id) const noexcept {
   auto it = bindings_.find(id.value);
   if (it == bindings_.end()) return nullptr;
   lastId_ = id.value;
@@ -75,7 +80,17 @@ Demuxer::Sa* Demuxer::adapterOf(EntityId id) const noexcept {
   return lastAdapter_;
 }
 
-void Demuxer::apply(EntityId id, uint8_t kind, AttributeId attribute, In& in, uint32_t length) {
+inline void Demuxer::apply(EntityId id, uint8_t kind, AttributeId attribute, In& in, uint32_t length) {
+  if (kind == Frame::attribute) [[likely]] {
+    if (Sa* sa = adapterOf(id)) [[likely]] {
+      sa->handlers().doHandleAttrDeserialization(*sa, attribute, 0, length, in);
+      return;
+    }
+  }
+  applyOther(id, kind, attribute, in, length);
+}
+
+void Demuxer::applyOther(EntityId id, uint8_t kind, AttributeId attribute, In& in, uint32_t length) {
   if (kind == Frame::newRoot) {
     if (attribute != 0) throw RangeException("attribute log: a root record names attribute " + std::to_string(attribute));
     applyRoot(id, in);
@@ -85,10 +100,7 @@ void Demuxer::apply(EntityId id, uint8_t kind, AttributeId attribute, In& in, ui
     throw RangeException("attribute log: unknown record kind " + std::to_string(kind));
   Sa* sa = adapterOf(id);
   if (sa == nullptr) throw RangeException("attribute log: no entity " + std::to_string(id.value) + " on this stream");
-  if (kind == Frame::attribute) {
-    sa->handlers().doHandleAttrDeserialization(*sa, attribute, 0, length, in);
-    return;
-  }
+  assert(kind == Frame::transaction && "attribute records of bound entities are applied by apply");
   if (length != 1) throw RangeException("attribute log: a marker carries one byte, not " + std::to_string(length));
   const uint8_t type = in.nextU8();
   if (type > StreamAdapter::end) throw RangeException("attribute log: unknown marker type " + std::to_string(type));

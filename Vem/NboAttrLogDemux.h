@@ -79,8 +79,12 @@ class Demuxer {
   /// Applies the complete records at the start of `bytes`; returns how many bytes they took.
   std::size_t applyRecords(const char* bytes, std::size_t size);
   /// The adapter of a bound id (a stream's records come in runs for one entity: the last is kept).
-  Sa* adapterOf(EntityId id) const noexcept;
-  void apply(EntityId id, uint8_t kind, AttributeId attribute, In& in, uint32_t length);
+  inline Sa* adapterOf(EntityId id) const noexcept;
+  Sa* boundAdapterOf(EntityId id) const noexcept;
+  /// An attribute record for a bound entity goes straight to its handler; roots, markers and the
+  /// errors take the out-of-line path, so the common one costs no frames of its own.
+  inline void apply(EntityId id, uint8_t kind, AttributeId attribute, In& in, uint32_t length);
+  [[gnu::noinline]] void applyOther(EntityId id, uint8_t kind, AttributeId attribute, In& in, uint32_t length);
   void applyRoot(EntityId id, In& in);
   void unbindId(uint32_t id) noexcept;
 

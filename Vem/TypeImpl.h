@@ -540,7 +540,7 @@ struct TypeImpl {
   static void readAttr(AttributeId id, In& in, Fn&& read) {
     try {
       read();
-      if (!in.atEnd()) throw RangeException("attribute log: " + std::to_string(in.remaining()) + " bytes past the value");
+      if (!in.atEnd()) in.refuseBytesPastValue();
     } catch (const RangeException& e) {
       rethrowFromDeserializeAttr(e, attributeName(id));
     }
