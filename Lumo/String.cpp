@@ -28,4 +28,6 @@ String::Block* String::make(const char* s, std::size_t n) {
 
 void String::destroy(Block* b) noexcept { SlabAllocator::deallocate(b, blockBytes(b->size)); }
 
+bool String::equalHeap(const String& a, const String& b) noexcept { return equal(a.view(), b.view()); }
+
 }  // namespace Lumo

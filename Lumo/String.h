@@ -99,9 +99,11 @@ public:
   /// words instead of the bytes and still give equal strings equal hashes.
   uint64_t inlineWord(std::size_t i) const noexcept { return load<uint64_t>(bytes_ + 8 * i); }
 
-  friend bool operator==(const String& a, const String& b) noexcept {
+  // Equal handles are equal strings; only two heap values can be equal with different handles, and
+  // comparing their bytes is out of line, so that the handle compare inlines into every lookup.
+  [[gnu::always_inline]] friend bool operator==(const String& a, const String& b) noexcept {
     if (sameHandle(a, b)) return true;
-    return a.isHeap() && b.isHeap() && equal(a.view(), b.view());
+    return a.isHeap() && b.isHeap() && equalHeap(a, b);
   }
   friend bool operator==(const String& a, std::string_view b) noexcept { return equal(a.view(), b); }
   friend bool operator==(const String& a, const char* b) noexcept { return equal(a.view(), b); }
@@ -141,6 +143,7 @@ private:
     return b;
   }
   void clearHandle() noexcept { setHandle(0, kEmptyHigh); }
+  static bool equalHeap(const String& a, const String& b) noexcept;
   static bool sameHandle(const String& a, const String& b) noexcept {
     return load<uint64_t>(a.bytes_) == load<uint64_t>(b.bytes_) &&
            load<uint64_t>(a.bytes_ + 8) == load<uint64_t>(b.bytes_ + 8);

@@ -54,41 +54,19 @@ inline uint32_t hashSingleAttr(uint32_t v, uint32_t seed) noexcept { return hash
 /// overlapping words multiplied side by side; no byte past the string is read. Little-endian loads, as
 /// the byte accumulator's. Every word gets a multiply of its own before the final mix: handed to the mix
 /// directly, overlapping halves cancel in its 64-to-32 fold, and names that differ only in their last
-/// digits ("Ethernet3/7") crowded into a few buckets (84 of 1000 in one).
-inline uint32_t hashSingleAttr(const Lumo::String& v, uint32_t seed) noexcept {
-  constexpr uint64_t k = 0x9e3779b97f4a7c15u;
-  constexpr uint64_t kLast = 0xd6e8feb86659fd93u;
-  if (!v.onHeap()) {
-    // Short values, most keys: the handle's two words, each with a multiply of its own; the length is
-    // in the second word's top byte. No branch on the length.
-    const uint64_t first = ((uint64_t{seed} << 32) * k ^ v.inlineWord(0)) * k;
-    const uint64_t last = v.inlineWord(1) * kLast;
-    return hashSingleAttr(first ^ (last >> 32 | last << 32), seed);
-  }
-  const auto* p = reinterpret_cast<const unsigned char*>(v.data());
-  std::size_t n = v.size();
-  const auto load = [](const unsigned char* b, auto word) noexcept {
-    std::memcpy(&word, b, sizeof word);
-    return uint64_t{word};
-  };
-  uint64_t h = (uint64_t{seed} << 32 | static_cast<uint32_t>(n)) * k;
-  if (n > 8) {
-    for (; n > 16; n -= 8, p += 8) {
-      h = (h ^ load(p, uint64_t{})) * k;
-      h ^= h >> 29;
-    }
-    const uint64_t first = (h ^ load(p, uint64_t{})) * k;
-    const uint64_t last = load(p + n - 8, uint64_t{}) * kLast;
-    h = first ^ (last >> 32 | last << 32);
-  } else {
-    uint64_t tail = 0;
-    if (n >= 4)
-      tail = load(p, uint32_t{}) | load(p + n - 4, uint32_t{}) << 32;
-    else if (n != 0)
-      tail = uint64_t{p[0]} | uint64_t{p[n / 2]} << 8 | uint64_t{p[n - 1]} << 16;
-    h = (h ^ tail) * k;
-  }
-  return hashSingleAttr(h, seed);
+/// digits ("Ethernet3/7") crowded into a few buckets (84 of 1000 in one). The long path is out of line,
+/// so that the short one inlines into every lookup.
+inline constexpr uint64_t kStringHashWord = 0x9e3779b97f4a7c15u;
+inline constexpr uint64_t kStringHashLastWord = 0xd6e8feb86659fd93u;
+uint32_t hashLongString(const Lumo::String& v, uint32_t seed) noexcept;
+[[gnu::always_inline]] inline uint32_t hashSingleAttr(const Lumo::String& v, uint32_t seed) noexcept {
+  if (v.onHeap()) [[unlikely]]
+    return hashLongString(v, seed);
+  // Short values, most keys: the handle's two words, each with a multiply of its own; the length is in
+  // the second word's top byte. No branch on the length.
+  const uint64_t first = ((uint64_t{seed} << 32) * kStringHashWord ^ v.inlineWord(0)) * kStringHashWord;
+  const uint64_t last = v.inlineWord(1) * kStringHashLastWord;
+  return hashSingleAttr(first ^ (last >> 32 | last << 32), seed);
 }
 
 }  // namespace Vem

@@ -88,10 +88,10 @@ class HashMap2018 {
 
   /// ---- deletion marks ----
   void markAllForDeletion() { engine_.markAllForDeletion(); }
-  void unmark(const Key& k) {
-    if (engine_.markedCount() == 0) return;
-    const Place p = engine_.locate(k);
-    if (p.found) engine_.unmarkAt(p);
+  // Called after every entry a mirror applies; only during a full resend is anything marked.
+  [[gnu::always_inline]] void unmark(const Key& k) {
+    if (engine_.markedCount() != 0) [[unlikely]]
+      unmarkMarked(k);
   }
   bool isMarked(const Key& k) const noexcept {
     if (engine_.markedCount() == 0) return false;
@@ -142,6 +142,10 @@ class HashMap2018 {
     alignas(Node) unsigned char storage[sizeof(Node)];
     make(static_cast<void*>(storage));
     engine_.insertAt(p, std::launder(reinterpret_cast<Node*>(storage)));  // consumes the node
+  }
+  [[gnu::noinline]] void unmarkMarked(const Key& k) {
+    const Place p = engine_.locate(k);
+    if (p.found) engine_.unmarkAt(p);
   }
   Engine engine_;
 };

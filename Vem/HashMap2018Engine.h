@@ -89,7 +89,9 @@ class HashMap2018Engine {
   std::size_t bucketCount() const noexcept { return buckets_ ? std::size_t(mask_) + 1 : 0; }
   std::size_t markedCount() const noexcept { return marked_; }
 
-  uint32_t hashOf(const Key& k) const noexcept { return KeyFormHash<typename Node::KeyForm>::hash(k, seed_); }
+  [[gnu::always_inline]] uint32_t hashOf(const Key& k) const noexcept {
+    return KeyFormHash<typename Node::KeyForm>::hash(k, seed_);
+  }
 
   /// Each node has a meta byte: bit 0 its deletion mark and, where lookups filter by tag, the other
   /// seven the top of its key's hash, so that a lookup compares keys only where those bits agree (a miss

@@ -59,13 +59,15 @@ auto keyBits(const K& k) noexcept {
 template <class Form>
 struct KeyFormHash;
 
+// The one-line forwards on the lookup path are always inlined: in the large generated units GCC's limit
+// on unit growth otherwise leaves them, and the string hash and equality behind them, as calls.
 template <>
 struct KeyFormHash<KeyStringLegacy> {
-  static uint32_t hash(const Lumo::String& k, uint32_t) noexcept { return hashSingleAttr(k, 0u); }
+  [[gnu::always_inline]] static uint32_t hash(const Lumo::String& k, uint32_t) noexcept { return hashSingleAttr(k, 0u); }
 };
 template <>
 struct KeyFormHash<KeyString> {
-  static uint32_t hash(const Lumo::String& k, uint32_t seed) noexcept { return hashSingleAttr(k, seed); }
+  [[gnu::always_inline]] static uint32_t hash(const Lumo::String& k, uint32_t seed) noexcept { return hashSingleAttr(k, seed); }
 };
 template <>
 struct KeyFormHash<KeyU32> {
@@ -130,7 +132,7 @@ struct KeyFormHash<KeyAndRhashNoSeedArg> {
 /// Strings by unsigned bytes, integers unsigned, other keys by their value ordering.
 template <class K>
 struct KeyOrder {
-  static bool equal(const K& a, const K& b) noexcept { return a == b; }
+  [[gnu::always_inline]] static bool equal(const K& a, const K& b) noexcept { return a == b; }
   static std::strong_ordering compare(const K& a, const K& b) noexcept {
     if constexpr (std::is_integral_v<K> || std::is_enum_v<K>)
       return keyBits(a) <=> keyBits(b);
@@ -250,7 +252,7 @@ struct HashMap2018Glue {
   using Layout = HashMap2018BucketLayout<Node>;
   static constexpr bool byBytes = relocatableByBytes<Node>;
 
-  static bool keyEqualsNode(const Key& key, const Node& node) noexcept {
+  [[gnu::always_inline]] static bool keyEqualsNode(const Key& key, const Node& node) noexcept {
     return KeyOrder<Key>::equal(key, Node::keyOf(node));
   }
 
