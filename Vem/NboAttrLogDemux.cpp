@@ -17,18 +17,9 @@ Demuxer::~Demuxer() {
   bindings_.clear();
 }
 
-void Demuxer::feed(const void* data, std::size_t size) {
+void Demuxer::feedAfterPending(const void* data, std::size_t size) {
   if (failed_) throw RangeException("attribute log: stream refused after an earlier error (" + error_ + ")");
-  const auto* bytes = static_cast<const char*>(data);
-  if (head_ == input_.size()) {
-    // Nothing pending: the records are read where they lie and only an incomplete tail is kept.
-    input_.clear();
-    head_ = 0;
-    const std::size_t used = applyRecords(bytes, size);
-    if (used != size) input_.append(bytes + used, size - used);
-    return;
-  }
-  input_.append(bytes, size);
+  input_.append(static_cast<const char*>(data), size);
   head_ += applyRecords(input_.data() + head_, input_.size() - head_);
   if (head_ == input_.size()) {
     input_.clear();

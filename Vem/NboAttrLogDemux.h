@@ -37,7 +37,17 @@ class Demuxer {
 
   /// Appends bytes and applies every record now complete. Throws Vem::RangeException on a malformed
   /// record; what came before it stays applied, nothing of it or after it is.
-  void feed(const void* data, std::size_t size);
+  void feed(const void* data, std::size_t size) {
+    // Nothing pending (the input is empty between whole records): the records are read where they lie
+    // and only an incomplete tail is kept.
+    if (input_.empty() && !failed_) [[likely]] {
+      const auto* bytes = static_cast<const char*>(data);
+      const std::size_t used = applyRecords(bytes, size);
+      if (used != size) input_.append(bytes + used, size - used);
+      return;
+    }
+    feedAfterPending(data, size);
+  }
   void feed(std::string_view bytes) { feed(bytes.data(), bytes.size()); }
 
   bool failed() const noexcept { return failed_; }
@@ -76,6 +86,7 @@ class Demuxer {
     EntityId parent;
     std::vector<uint32_t> children;
   };
+  void feedAfterPending(const void* data, std::size_t size);
   /// Applies the complete records at the start of `bytes`; returns how many bytes they took.
   std::size_t applyRecords(const char* bytes, std::size_t size);
   /// The adapter of a bound id (a stream's records come in runs for one entity: the last is kept).
