@@ -86,6 +86,7 @@ class Demuxer {
     EntityId parent;
     std::vector<uint32_t> children;
   };
+  /// feed's other cases: a stream refused after an error, or bytes that complete a pending record.
   void feedAfterPending(const void* data, std::size_t size);
   /// Applies the complete records at the start of `bytes`; returns how many bytes they took.
   std::size_t applyRecords(const char* bytes, std::size_t size);
