@@ -84,6 +84,12 @@ TEST_F(CompilerTest, MeaningErrors) {
   EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { field x : U8; field y : U8;\n ctor(x = 1, y); } }"),
             "vem:4: ctor parameter y needs a default: an earlier one has one");
   EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V { input i : U8; } }"), "vem:3: input i must be listed in the ctor clause");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value V {\n mutable v : V; } }"),
+            "vem:4: value N::V holds itself through member v of N::V");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value A { field b : B; }\n value B {\n field a : A; } }"),
+            "vem:5: value N::A holds itself through member a of N::B");
+  EXPECT_EQ(compile("module Mod;\nnamespace N {\n value A : B {}\n value B : A {} }"),
+            "vem:3: value N::A must be declared after its base N::B");
 }
 
 TEST_F(CompilerTest, DerivedValuesAndHandWrittenParts) {

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <vector>
 
 namespace vemc {
 
@@ -208,6 +209,28 @@ void Compilation::check(ModuleDecl& m) {
       mem.keyTypeName = childKey.typeName;
       checkCollectionKey(m, t, mem);
     }
+  for (const TypeDecl& t : m.types)
+    if (t.kind == TypeDecl::Kind::value) refuseValueHoldingItself(m, t);
+}
+
+// A value that holds itself, in a field or through its base, directly or through other values, would
+// have no size. Imports form no cycle, so such a cycle lies within one module.
+void Compilation::refuseValueHoldingItself(const ModuleDecl& m, const TypeDecl& t) const {
+  std::vector<const TypeDecl*> pending{&t};
+  std::set<const TypeDecl*> seen;
+  while (!pending.empty()) {
+    const TypeDecl* v = pending.back();
+    pending.pop_back();
+    const auto holds = [&](const TypeDecl* held, int line, const std::string& through) {
+      if (held == &t) throw CompileError(m.file, line, "value " + t.qualifiedName() + " holds itself through " + through);
+      if (seen.insert(held).second) pending.push_back(held);
+    };
+    if (v->base) holds(v->base, v->line, "the base of " + v->qualifiedName());
+    for (const Member& mem : v->members)
+      if ((mem.kind == Member::Kind::field || mem.kind == Member::Kind::mutableField) && mem.type &&
+          mem.type->kind == TypeDecl::Kind::value)
+        holds(mem.type, mem.line, "member " + mem.name + " of " + v->qualifiedName());
+  }
 }
 
 void Compilation::refusePlatformEntity(const ModuleDecl& m, const Member& mem) const {
@@ -262,6 +285,8 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
     t.base = resolve(m, t.nameSpace, t.baseName, t.line);
     if (t.base->kind != TypeDecl::Kind::value)
       throw CompileError(m.file, t.line, t.qualifiedName() + " can derive only from a value type of this library");
+    if (t.base->module == &m && t.base->index >= t.index)
+      throw CompileError(m.file, t.line, "value " + t.qualifiedName() + " must be declared after its base " + t.base->qualifiedName());
     firstId = static_cast<uint16_t>(2 + 128);
     for (const TypeDecl* b = t.base->base; b; b = b->base) firstId = static_cast<uint16_t>(firstId + 128);
   }

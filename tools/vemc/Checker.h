@@ -51,6 +51,7 @@ class Compilation {
   void checkEnumeration(ModuleDecl& m, TypeDecl& t);
   void checkEntity(ModuleDecl& m, TypeDecl& t);
   void refusePlatformEntity(const ModuleDecl& m, const Member& mem) const;
+  void refuseValueHoldingItself(const ModuleDecl& m, const TypeDecl& t) const;
   void resolveEntityBase(ModuleDecl& m, TypeDecl& t);
   void checkCollectionKey(ModuleDecl& m, const TypeDecl& t, Member& mem);
   void finishEntityCtor(TypeDecl& t);
