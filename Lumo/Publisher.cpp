@@ -17,62 +17,72 @@ struct Publisher::List {
   bool hasHoles = false;
 };
 
-Publisher::~Publisher() { delete list_; }
+Publisher::~Publisher() {
+  if ((word_ & kListTag) != 0) delete list();
+}
 
 void Publisher::subscriberAdd(Subscriber* s) {
-  if (list_ == nullptr) {
-    auto fresh = std::make_unique<List>();
-    fresh->entries.push_back(s);
-    list_ = fresh.release();
-  } else {
-    list_->entries.push_back(s);
+  if (word_ == 0) {
+    word_ = reinterpret_cast<uintptr_t>(s);
+    return;
   }
-  ++list_->live;
+  if ((word_ & kListTag) == 0) {
+    auto fresh = std::make_unique<List>();
+    fresh->entries.reserve(2);
+    fresh->entries.push_back(reinterpret_cast<Subscriber*>(word_));
+    fresh->live = 1;
+    word_ = reinterpret_cast<uintptr_t>(fresh.release()) | kListTag;
+  }
+  list()->entries.push_back(s);
+  ++list()->live;
 }
 
 void Publisher::subscriberDel(Subscriber* s) noexcept {
-  if (list_ == nullptr || s == nullptr) return;
-  auto& entries = list_->entries;
-  auto it = std::find(entries.begin(), entries.end(), s);
-  if (it == entries.end()) return;
-  --list_->live;
-  if (list_->publishDepth != 0) {
-    *it = nullptr;
-    list_->hasHoles = true;
+  if (word_ == 0 || s == nullptr) return;
+  if ((word_ & kListTag) == 0) {
+    if (reinterpret_cast<Subscriber*>(word_) == s) word_ = 0;
     return;
   }
-  entries.erase(it);
-  freeIfUnused();
-}
-
-std::size_t Publisher::subscriberCount() const noexcept { return list_ == nullptr ? 0 : list_->live; }
-
-void Publisher::freeIfUnused() const noexcept {
-  if (list_->live == 0) {
-    delete list_;
-    list_ = nullptr;
+  List& l = *list();
+  auto it = std::find(l.entries.begin(), l.entries.end(), s);
+  if (it == l.entries.end()) return;
+  --l.live;
+  if (l.publishDepth != 0) {
+    *it = nullptr;
+    l.hasHoles = true;
+    return;
   }
+  l.entries.erase(it);
+  settle();
 }
 
-void Publisher::publishChangeRecursive(AttributeId attributeId, const void* key, const void* oldValue,
-                                       KeyEqualityFn keyEquality, const void* storedValue) const {
-  (void)keyEquality;
-  if (list_ == nullptr) return;
-  List& list = *list_;
+std::size_t Publisher::subscriberCount() const noexcept {
+  if ((word_ & kListTag) != 0) return list()->live;
+  return word_ == 0 ? 0 : 1;
+}
+
+void Publisher::settle() const noexcept {
+  List* l = list();
+  if (l->live > 1) return;
+  word_ = l->live == 0 ? 0 : reinterpret_cast<uintptr_t>(l->entries.front());
+  delete l;
+}
+
+void Publisher::publishToList(AttributeId attributeId, const void* key, const void* oldValue,
+                              const void* storedValue) const {
+  List& list = *this->list();
 
   struct DepthGuard {
     const Publisher& publisher;
     List& list;
-    explicit DepthGuard(const Publisher& p, List& l) noexcept : publisher(p), list(l) {
-      ++list.publishDepth;
-    }
+    explicit DepthGuard(const Publisher& p, List& l) noexcept : publisher(p), list(l) { ++list.publishDepth; }
     ~DepthGuard() {
       if (--list.publishDepth != 0) return;
       if (list.hasHoles) {
         std::erase(list.entries, nullptr);
         list.hasHoles = false;
       }
-      if (list.live == 0) publisher.freeIfUnused();  // checked here: this runs after every publish
+      publisher.settle();  // checked here: this runs after every publish to a list
     }
   } guard(*this, list);
 

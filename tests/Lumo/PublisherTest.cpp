@@ -30,6 +30,17 @@ private:
 
 void publish(const Publisher& p, AttributeId id) { p.publishChangeRecursive(id, nullptr, nullptr, nullptr); }
 
+// Records where it was told the value is stored, if anywhere.
+class StoredRecorder : public Recorder {
+public:
+  using Recorder::Recorder;
+  void onChangeStored(AttributeId id, const void* key, const void* oldValue, const void* storedValue) override {
+    stored.push_back(storedValue);
+    Recorder::onChange(id, key, oldValue);
+  }
+  std::vector<const void*> stored;
+};
+
 // Declared after its subscribers, the publisher is destroyed before them.
 struct PublisherTest : ::testing::Test {
   std::vector<std::string> log;
@@ -104,6 +115,38 @@ TEST_F(PublisherTest, LastSubscriberLeavingDuringAPublishEmptiesItAfterwards) {
   EXPECT_EQ(p.subscriberCount(), 0u);
 }
 
+// A lone subscriber is kept apart from the list that two or more need; the list forms and dissolves
+// around it, also in the middle of its own call.
+TEST_F(PublisherTest, ALoneSubscriberAndTheListTurnIntoEachOther) {
+  p.subscriberAdd(&a);
+  a.action = [&](AttributeId id) {
+    if (id == 1) p.subscriberAdd(&b);  // waits for the next round
+    if (id == 2) p.subscriberDel(&b);  // b was not called yet in this round: it is not
+  };
+  publish(p, 1);
+  publish(p, 2);
+  publish(p, 3);
+  EXPECT_EQ(log, (std::vector<std::string>{"a:1", "a:2", "a:3"}));
+  EXPECT_EQ(p.subscriberCount(), 1u);
+  log.clear();
+  a.action = nullptr;
+  p.subscriberAdd(&b);
+  p.subscriberAdd(&c);
+  p.subscriberDel(&a);
+  p.subscriberDel(&c);  // down to b alone, which is now told where the value is
+  StoredRecorder e("e", log);
+  p.subscriberAdd(&e);
+  p.subscriberDel(&b);
+  int key = 1, value = 2;
+  p.publishChangeRecursive(5, &key, nullptr, nullptr, &value);
+  EXPECT_EQ(e.stored, (std::vector<const void*>{&value}));
+  EXPECT_EQ(log, (std::vector<std::string>{"e:5k"}));
+  p.subscriberDel(&b);  // not subscribed any more
+  EXPECT_EQ(p.subscriberCount(), 1u);
+  p.subscriberDel(&e);
+  EXPECT_TRUE(p.empty());
+}
+
 TEST_F(PublisherTest, AThrowingSubscriberLeavesTheListUsable) {
   p.subscriberAdd(&a);
   p.subscriberAdd(&b);
@@ -117,17 +160,6 @@ TEST_F(PublisherTest, AThrowingSubscriberLeavesTheListUsable) {
   p.subscriberDel(&b);
   EXPECT_TRUE(p.empty());
 }
-
-// Records where it was told the value is stored, if anywhere.
-class StoredRecorder : public Recorder {
-public:
-  using Recorder::Recorder;
-  void onChangeStored(AttributeId id, const void* key, const void* oldValue, const void* storedValue) override {
-    stored.push_back(storedValue);
-    Recorder::onChange(id, key, oldValue);
-  }
-  std::vector<const void*> stored;
-};
 
 TEST_F(PublisherTest, OnlyTheFirstSubscriberCalledLearnsWhereTheValueIs) {
   StoredRecorder gone("gone", log), first("first", log), second("second", log);
