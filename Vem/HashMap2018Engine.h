@@ -173,39 +173,50 @@ class HashMap2018Engine {
     return p == b->count ? nullptr : Layout::nodes(b) + p;
   }
 
-  /// Where a key is or would go: bucket index, position in it, whether it is there. Creates the table.
+  /// Where a key is or would go: bucket index, position in it, whether it is there. A found place also
+  /// carries its bucket and node, so that updating the value does not walk from the table again.
   struct Place {
     uint32_t index;
     uint32_t pos;
     bool found;
     uint8_t tag;
+    Bucket* bucket = nullptr;
+    Node* node = nullptr;
   };
   Place locateForWrite(const Key& k) {
     if (buckets_ == nullptr) allocateTable(1);
     return locate(k);
   }
   // Inlined into every caller: returned through memory, the place's byte fields stall the load that
-  // reads them back (a failed store-to-load forward) on every lookup.
+  // reads them back (a failed store-to-load forward) on every lookup. The summary is not consulted:
+  // writes and erases are mostly of present keys, and an insert reads the bucket anyway to place the
+  // key, so the filter would only add work.
   [[gnu::always_inline]] Place locate(const Key& k) const noexcept {
     assert(buckets_ != nullptr && "Vem/HashMap2018: locate without a table");
     const uint32_t h = hashOf(k);
     const uint32_t i = h & mask_;
-    const Bucket* b = buckets_[i];
+    Bucket* b = buckets_[i];
     const uint8_t tag = tagOf(h);
     if (b == nullptr) return {i, 0, false, tag};
-    if (summaryAdmits(summaries_[i], tag)) {
-      const uint32_t p = scan(b, k, tag);
-      if (p != b->count) return {i, p, true, tag};
-    }
+    const uint32_t p = scan(b, k, tag);
+    if (p != b->count) return {i, p, true, tag, b, Layout::nodes(b) + p};
     bool found;
     const uint32_t pos = seek(b, k, found);
-    return {i, pos, found, tag};
+    return {i, pos, found, tag, b, found ? Layout::nodes(b) + pos : nullptr};
   }
-  const Node& nodeAt(Place p) const noexcept { return Layout::nodes(buckets_[p.index])[p.pos]; }
+  const Node& nodeAt(Place p) const noexcept {
+    assert(p.found && "Vem/HashMap2018: no node at a place not found");
+    return *p.node;
+  }
   bool markedAt(Place p) const noexcept { return (Layout::marks(buckets_[p.index])[p.pos] & kMark) != 0; }
 
   /// The node at a found place, in a bucket this map alone holds (copied first when shared).
-  Node& ownedNodeAt(Place p) { return Layout::nodes(own(p.index, 0))[p.pos]; }
+  Node& ownedNodeAt(Place p) {
+    assert(p.found && p.bucket == buckets_[p.index] && "Vem/HashMap2018: a place used after a change");
+    if (!hashMap2018Shared(p.bucket)) [[likely]]
+      return *p.node;
+    return Layout::nodes(copyShared(p.index, 0))[p.pos];
+  }
 
   void unmarkAt(Place p) {
     if (!markedAt(p)) return;
