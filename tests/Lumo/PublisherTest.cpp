@@ -133,10 +133,10 @@ TEST_F(PublisherTest, ALoneSubscriberAndTheListTurnIntoEachOther) {
   p.subscriberAdd(&b);
   p.subscriberAdd(&c);
   p.subscriberDel(&a);
-  p.subscriberDel(&c);  // down to b alone, which is now told where the value is
+  p.subscriberDel(&c);  // down to b alone
   StoredRecorder e("e", log);
   p.subscriberAdd(&e);
-  p.subscriberDel(&b);
+  p.subscriberDel(&b);  // e alone now, and told where the value is
   int key = 1, value = 2;
   p.publishChangeRecursive(5, &key, nullptr, nullptr, &value);
   EXPECT_EQ(e.stored, (std::vector<const void*>{&value}));
