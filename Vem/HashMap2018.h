@@ -45,12 +45,7 @@ class HashMap2018 {
   {
     if constexpr (requires { Node::internalKey; })
       assert(KeyOrder<Key>::equal(k, Node::keyOfValue(v)) && "Vem/HashMap2018: key differs from the value's own");
-    return setNode(k, v, oldOut, storedOut, [&](void* at) {
-      if constexpr (requires { Node::internalKey; })
-        ::new (at) Node{v};
-      else
-        ::new (at) Node{k, v};
-    });
+    return setNode(k, v, oldOut, storedOut);
   }
   /// For nodes that hold only a value carrying its key.
   SetResult set(const Value& v, Value* oldOut = nullptr, const Value** storedOut = nullptr)
@@ -109,10 +104,9 @@ class HashMap2018 {
   std::size_t allocatedBytes() const noexcept { return engine_.allocatedBytes(); }
 
  protected:
-  template <class Make>
   /// `storedOut`, when given, learns where a replaced value now sits; after an insert it stays as it was
   /// (the node's final place is the engine's business).
-  SetResult setNode(const Key& k, const Value& v, Value* oldOut, const Value** storedOut, Make&& make) {
+  SetResult setNode(const Key& k, const Value& v, Value* oldOut, const Value** storedOut) {
     const Place p = engine_.locateForWrite(k);
     if (p.found) {
       if constexpr (requires { Node::keysOnly; }) {
@@ -132,15 +126,20 @@ class HashMap2018 {
         return SetResult::replaced;
       }
     }
-    insertNew(p, make);
+    insertNew(p, k, v);
     return SetResult::inserted;
   }
   // Out of line, so that the update of a present key (a lookup and a store) inlines into its caller
-  // without the insert path's frame and spills.
-  template <class Make>
-  [[gnu::noinline]] void insertNew(Place p, Make& make) {
+  // without the insert path's frame and spills. The node is built here from the key and the value
+  // themselves: a builder passed in would be a closure made in memory on every set.
+  [[gnu::noinline]] void insertNew(Place p, const Key& k, const Value& v) {
     alignas(Node) unsigned char storage[sizeof(Node)];
-    make(static_cast<void*>(storage));
+    if constexpr (requires { Node::keysOnly; })
+      ::new (static_cast<void*>(storage)) Node{k};
+    else if constexpr (requires { Node::internalKey; })
+      ::new (static_cast<void*>(storage)) Node{v};
+    else
+      ::new (static_cast<void*>(storage)) Node{k, v};
     engine_.insertAt(p, std::launder(reinterpret_cast<Node*>(storage)));  // consumes the node
   }
   [[gnu::noinline]] void unmarkMarked(const Key& k) {
@@ -159,10 +158,10 @@ class HSet : public HashMap2018<Node> {
   using Key = typename Node::Key;
   /// True when the key was not there. Inserting a present key clears its deletion mark.
   bool insert(const Key& k) {
-    return this->setNode(k, true, nullptr, nullptr, [&](void* at) { ::new (at) Node{k}; }) == SetResult::inserted;
+    return this->setNode(k, true, nullptr, nullptr) == SetResult::inserted;
   }
   SetResult set(const Key& k) {
-    return this->setNode(k, true, nullptr, nullptr, [&](void* at) { ::new (at) Node{k}; });
+    return this->setNode(k, true, nullptr, nullptr);
   }
 };
 
