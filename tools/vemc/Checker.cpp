@@ -285,8 +285,7 @@ void Compilation::checkValue(ModuleDecl& m, TypeDecl& t) {
     t.base = resolve(m, t.nameSpace, t.baseName, t.line);
     if (t.base->kind != TypeDecl::Kind::value)
       throw CompileError(m.file, t.line, t.qualifiedName() + " can derive only from a value type of this library");
-    if (t.base->module == &m && t.base->index >= t.index)
-      throw CompileError(m.file, t.line, "value " + t.qualifiedName() + " must be declared after its base " + t.base->qualifiedName());
+    refuseBaseDeclaredLater(m, t, *t.base, "value");
     firstId = static_cast<uint16_t>(2 + 128);
     for (const TypeDecl* b = t.base->base; b; b = b->base) firstId = static_cast<uint16_t>(firstId + 128);
   }
@@ -439,9 +438,17 @@ void Compilation::resolveEntityBase(ModuleDecl& m, TypeDecl& t) {
   const TypeDecl* base = resolve(m, t.nameSpace, t.baseName, t.line);
   if (base->kind != TypeDecl::Kind::entity)
     throw CompileError(m.file, t.line, "entity " + t.qualifiedName() + " can derive only from an entity type");
-  if (base->module == &m && base->index >= t.index)
-    throw CompileError(m.file, t.line, "entity " + t.qualifiedName() + " must be declared after its base " + base->qualifiedName());
+  refuseBaseDeclaredLater(m, t, *base, "entity");
   t.base = base;
+}
+
+// Types are checked and generated in declaration order, so a base within the module must come first;
+// the rule also leaves no room for a cycle of bases.
+void Compilation::refuseBaseDeclaredLater(const ModuleDecl& m, const TypeDecl& t, const TypeDecl& base,
+                                          const char* kind) const {
+  if (base.module == &m && base.index >= t.index)
+    throw CompileError(m.file, t.line,
+                       std::string(kind) + " " + t.qualifiedName() + " must be declared after its base " + base.qualifiedName());
 }
 
 void Compilation::checkEntity(ModuleDecl& m, TypeDecl& t) {

@@ -52,6 +52,7 @@ class Compilation {
   void checkEntity(ModuleDecl& m, TypeDecl& t);
   void refusePlatformEntity(const ModuleDecl& m, const Member& mem) const;
   void refuseValueHoldingItself(const ModuleDecl& m, const TypeDecl& t) const;
+  void refuseBaseDeclaredLater(const ModuleDecl& m, const TypeDecl& t, const TypeDecl& base, const char* kind) const;
   void resolveEntityBase(ModuleDecl& m, TypeDecl& t);
   void checkCollectionKey(ModuleDecl& m, const TypeDecl& t, Member& mem);
   void finishEntityCtor(TypeDecl& t);
