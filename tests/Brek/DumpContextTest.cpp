@@ -10,22 +10,18 @@ namespace {
 using Brek::DumpContext;
 using Brek::_objDumpPrintf;
 
-TEST(DumpContext, PrintfIntoTheInternalString) {
-  auto ctx = Lumo::newNode<DumpContext>();
-  Lumo::Ptr<const DumpContext> out = ctx;
-  _objDumpPrintf(out, "[%*c]", 0, ' ');
-  _objDumpPrintf(out, "[%*c]", 4, ' ');
-  _objDumpPrintf(out, "%s=%d", "x", -3);
-  EXPECT_EQ(ctx->str(), "[ ][    ]x=-3");
-  EXPECT_FALSE(ctx->writesToStream());
-}
-
-TEST(DumpContext, PrintfIntoAStream) {
+TEST(DumpContext, PrintfAppendsToTheInternalStringOrWritesToTheStream) {
   std::ostringstream os;
-  Lumo::Ptr<const DumpContext> ctx = Lumo::newNode<DumpContext>(os);
-  _objDumpPrintf(ctx, "%08x|%-3s|", 0xbeefu, "a");
-  EXPECT_EQ(os.str(), "0000beef|a  |");
-  EXPECT_EQ(ctx->str(), "");
+  auto toString = Lumo::newNode<DumpContext>();
+  Lumo::Ptr<const DumpContext> toStream = Lumo::newNode<DumpContext>(os);
+  for (Lumo::Ptr<const DumpContext> out : {Lumo::Ptr<const DumpContext>(toString), toStream}) {
+    _objDumpPrintf(out, "[%*c][%*c]", 0, ' ', 4, ' ');
+    _objDumpPrintf(out, "%s=%d|%08x|%-3s|", "x", -3, 0xbeefu, "a");
+  }
+  EXPECT_EQ(toString->str(), "[ ][    ]x=-3|0000beef|a  |");
+  EXPECT_FALSE(toString->writesToStream());
+  EXPECT_EQ(os.str(), "[ ][    ]x=-3|0000beef|a  |");
+  EXPECT_EQ(toStream->str(), "");
 }
 
 TEST(DumpContext, OutputsLongerThanTheStackBufferArriveWhole) {

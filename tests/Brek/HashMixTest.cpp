@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
 #include <string_view>
 #include <unordered_set>
@@ -16,9 +15,11 @@ uint32_t hashOf(std::string_view bytes, uint32_t seed = 0) {
   return h.result();
 }
 
-uint32_t hashOfU32(uint32_t v, uint32_t seed = 0) {
+// The integers fed in turn from `seed`.
+template <class... T>
+uint32_t mixed(uint32_t seed, T... values) {
   Brek::HashMix h(seed);
-  h.mix(v);
+  (h.mix(values), ...);
   return h.result();
 }
 
@@ -29,13 +30,7 @@ TEST(HashMix, PinnedValuesHoldOnEveryWordSize) {
   EXPECT_EQ(hashOf("", 1), 0x514e28b7u);
   EXPECT_EQ(hashOf("hello"), 0x248bfa47u);
   EXPECT_EQ(hashOf("The quick brown fox jumps over the lazy dog"), 0x2e4ff723u);
-
-  Brek::HashMix h(7);
-  h.mix(uint8_t{1});
-  h.mix(uint16_t{0xbeef});
-  h.mix(uint32_t{0xdeadbeef});
-  h.mix(uint64_t{0x0123456789abcdefull});
-  EXPECT_EQ(h.result(), 0xa8bd667eu);
+  EXPECT_EQ(mixed(7, uint8_t{1}, uint16_t{0xbeef}, uint32_t{0xdeadbeef}, uint64_t{0x0123456789abcdefull}), 0xa8bd667eu);
 }
 
 TEST(HashMix, AnySplitOfTheSameBytesGivesTheSameResult) {
@@ -44,57 +39,43 @@ TEST(HashMix, AnySplitOfTheSameBytesGivesTheSameResult) {
   for (auto& b : bytes) b = static_cast<uint8_t>(rng());
   Brek::HashMix whole(3);
   whole.mixBytes(bytes.data(), bytes.size());
+  // The little-endian integer of `n` bytes from `i`, as mix() feeds it.
+  const auto le = [&](std::size_t i, int n) {
+    uint64_t v = 0;
+    for (int k = n - 1; k >= 0; --k) v = v << 8 | bytes[i + k];
+    return v;
+  };
 
   for (int trial = 0; trial < 200; ++trial) {
     Brek::HashMix pieces(3);
     std::size_t i = 0;
     while (i < bytes.size()) {
       const std::size_t left = bytes.size() - i;
-      switch (rng() % 5) {
-        case 0: pieces.mix(bytes[i]); i += 1; break;
-        case 1:
-          if (left < 2) continue;
-          pieces.mix(static_cast<uint16_t>(bytes[i] | bytes[i + 1] << 8)); i += 2; break;
-        case 2: {
-          if (left < 4) continue;
-          uint32_t v = 0;
-          for (int k = 3; k >= 0; --k) v = v << 8 | bytes[i + k];
-          pieces.mix(v); i += 4; break;
-        }
-        case 3: {
-          if (left < 8) continue;
-          uint64_t v = 0;
-          for (int k = 7; k >= 0; --k) v = v << 8 | bytes[i + k];
-          pieces.mix(v); i += 8; break;
-        }
-        default: {
-          const std::size_t n = rng() % (left + 1);
-          pieces.mixBytes(bytes.data() + i, n); i += n; break;
-        }
+      const unsigned kind = rng() % 5;  // one integer of 1, 2, 4 or 8 bytes, or a run of bytes
+      const std::size_t n = kind < 4 ? std::size_t{1} << kind : rng() % (left + 1);
+      if (n > left) continue;
+      switch (kind) {
+        case 0: pieces.mix(bytes[i]); break;
+        case 1: pieces.mix(static_cast<uint16_t>(le(i, 2))); break;
+        case 2: pieces.mix(static_cast<uint32_t>(le(i, 4))); break;
+        case 3: pieces.mix(le(i, 8)); break;
+        default: pieces.mixBytes(bytes.data() + i, n);
       }
+      i += n;
     }
     ASSERT_EQ(pieces.result(), whole.result()) << "trial " << trial;
   }
 }
 
 TEST(HashMix, OrderWidthAndSeedMatter) {
-  Brek::HashMix ab, ba;
-  ab.mix(uint32_t{1});
-  ab.mix(uint32_t{2});
-  ba.mix(uint32_t{2});
-  ba.mix(uint32_t{1});
-  EXPECT_NE(ab.result(), ba.result());
-
-  Brek::HashMix narrow, wide;
-  narrow.mix(uint8_t{1});
-  wide.mix(uint32_t{1});
-  EXPECT_NE(narrow.result(), wide.result());  // the length is part of the hash
-  EXPECT_NE(hashOfU32(42, 0), hashOfU32(42, 1));
+  EXPECT_NE(mixed(0, uint32_t{1}, uint32_t{2}), mixed(0, uint32_t{2}, uint32_t{1}));
+  EXPECT_NE(mixed(0, uint8_t{1}), mixed(0, uint32_t{1}));  // the length is part of the hash
+  EXPECT_NE(mixed(0, uint32_t{42}), mixed(1, uint32_t{42}));
 }
 
 TEST(HashMix, SequentialInputsDoNotCollide) {
   std::unordered_set<uint32_t> seen;
-  for (uint32_t i = 0; i < 100000; ++i) ASSERT_TRUE(seen.insert(hashOfU32(i)).second) << i;
+  for (uint32_t i = 0; i < 100000; ++i) ASSERT_TRUE(seen.insert(mixed(0, i)).second) << i;
 }
 
 }  // namespace

@@ -63,6 +63,10 @@ bool holdsCollection(const VemType& t) {
   return false;
 }
 
+Lumo::FieldDescriptor fieldOf(const VemType& t, const MemberRecord* m) {
+  return Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(m - t.module()->members));
+}
+
 bool equalThroughInterface(const AnyValue& a, const AnyValue& b) {
   if (!a.type().type().valid()) return a.text() == b.text();
   bool eq = false;
@@ -126,7 +130,7 @@ TEST(GenericInterfaceWalk, EveryValueTypeBuildsPrintsParsesComparesAndReadsItsMe
     }
     // Every readable member reads through code 0; any other code does not apply.
     for (const MemberRecord& m : t.members()) {
-      auto field = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(&m - t.module()->members));
+      auto field = fieldOf(t, &m);
       bool readable = (m.flagsA & Vem::MemberFlagsA::readable) && !(m.flagsA & 0x00ff);
       if (!readable || t.isEnumeration()) continue;
       ++members;
@@ -157,13 +161,10 @@ void walkEntity(GenericEntity& e, int depth, int& attributes) {
     } else if (a == 0xdc01 || a == 0xdd21) {
       AnyValue key = sample(e.keyType(m));
       uint32_t version = e.version(name);
-      if (a == 0xdd21) {
+      if (a == 0xdd21 || (m.flagsB & Vem::MemberFlagsB::set))
         e.create(name, key);
-      } else if (m.flagsB & Vem::MemberFlagsB::set) {
-        e.create(name, key);
-      } else {
+      else
         e.set(name, key, sample(e.valueType(m)));
-      }
       EXPECT_EQ(e.count(name), 1u);
       EXPECT_TRUE(e.contains(name, key));
       EXPECT_NE(e.version(name), version);
@@ -229,18 +230,15 @@ TEST(GenericInterfaceWalk, ResultCodesForWrongMembersAndOperations) {
   VemType t = dir.type();
   // A member of another type is no member of this one.
   VemType list = Vem::Registry::typeByName("Orv::PortList").value();
-  const MemberRecord* ports = list.memberByName("ports");
-  auto foreign = Lumo::FieldDescriptor::of(list.module()->members, static_cast<uint16_t>(ports - list.module()->members));
+  auto foreign = fieldOf(list, list.memberByName("ports"));
   uint32_t n = 0;
   EXPECT_EQ(t.impl().attributeOp(&n, dir.entity().get(), &foreign, Vem::OpCode::count, nullptr, nullptr), 2);
   // nameString answers only code 10; scalars do not count; collections refuse codes above 5.
-  const MemberRecord* nameString = t.memberById(154);
-  auto nameField = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(nameString - t.module()->members));
+  auto nameField = fieldOf(t, t.memberById(154));
   Lumo::String s;
   EXPECT_EQ(t.impl().attributeOp(&s, dir.entity().get(), &nameField, Vem::OpCode::get, nullptr, nullptr), 1);
   EXPECT_THROW(dir.count("generateActivePortsList"), Vem::ReflectError);
-  const MemberRecord* groups = t.memberByName("portGroup");
-  auto groupField = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(groups - t.module()->members));
+  auto groupField = fieldOf(t, t.memberByName("portGroup"));
   EXPECT_EQ(t.impl().attributeOp(&n, dir.entity().get(), &groupField, Vem::OpCode::truth, nullptr, nullptr), 1);
   EXPECT_THROW(GenericEntity::create("Orv::PortList", Lumo::String("x")), Vem::EntityError);
   EXPECT_THROW(GenericEntity::create("Orv::NoSuchType", Lumo::String("x")), Vem::ReflectError);
