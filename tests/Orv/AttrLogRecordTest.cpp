@@ -112,8 +112,8 @@ TEST_F(PortListOnStream, UnknownAttributeIdsAreRefused) {
   EXPECT_FALSE(h.freeResyncState(*f));
 }
 
-// A value's collection: entries then one default key; the default key cannot be carried, a repeated
-// key is refused.
+// A value's collection: entries then one default key; a repeated key is refused on input. (That the
+// default key cannot be carried is checked through a value in ValueShapeTest.)
 TEST(AttrLogRecord, ValueCollectionsEndWithTheDefaultKey) {
   using Map = Vem::RbTreeMap<uint32_t, uint16_t>;
   Map m;
@@ -129,12 +129,6 @@ TEST(AttrLogRecord, ValueCollectionsEndWithTheDefaultKey) {
   Vem::LogTraits<Map>::read(in, back);
   EXPECT_EQ(back.size(), 2u);
   EXPECT_EQ(*back.find(7), 0x0a0b);
-
-  Map zero;
-  zero.set(0, 1);
-  std::string refused;
-  Vem::NboAttrLog::Out o2(refused);
-  EXPECT_THROW(Vem::LogTraits<Map>::write(o2, zero), Vem::RangeException);
 
   const std::string twice = std::string("\0\0\0\7\0\1\0\0\0\7\0\2\0\0\0\0", 16);
   Vem::NboAttrLog::In in2(twice);

@@ -36,42 +36,19 @@ Lumo::Ptr<RemoteMacAddressTableEntry> remoteEntry(const Vxlan::SwTunnelGroupId& 
                                                 L2Rib::ObjTuple(0x1234), false);
 }
 
-TEST(MacTableRegistration, RemoteEntryListsOnlyItsOwnMembersFrom386AndNamesItsBase) {
+// Own members only (numbered from 386 by the compiler, tests/vemc); inherited ones are found through the
+// base, keeping their ids, and the constructor lists the base's parameters first.
+TEST(MacTableRegistration, RemoteEntryNamesItsBaseAndFindsInheritedMembersThroughIt) {
   auto base = MacAddressTableEntry::vemType(), remote = RemoteMacAddressTableEntry::vemType();
-  EXPECT_EQ(base.index(), 0);
-  EXPECT_EQ(remote.index(), 1);
-  EXPECT_EQ(base.record().baseType, -3);
   EXPECT_EQ(remote.base(), base);
   EXPECT_TRUE(remote.isDerivedFrom(base));
   EXPECT_FALSE(base.isDerivedFrom(remote));
-
-  // Base: key, the two computed members, then the settable attributes; no nameString.
-  const uint16_t baseFlags[] = {0x2c00, 0x2800, 0x2800, 0xdc00, 0xdc00, 0xdc00, 0xdc00};
-  ASSERT_EQ(base.members().size(), 7u);
-  for (uint16_t i = 0; i < 7; ++i) {
-    EXPECT_EQ(base.members()[i].attributeId, 258 + i);
-    EXPECT_EQ(base.members()[i].flagsA, baseFlags[i]) << i;
-  }
-  EXPECT_EQ(base.memberById(154), nullptr);
-  EXPECT_EQ(base.memberById(261)->flagsB, 0x2101);  // intfName: constructor parameter that stays settable
-  EXPECT_EQ(base.memberById(262)->flagsB, 0x0101);
-
-  const char* own[] = {"swTunnelGroupId", "moveCount", "lastMoveTime", "preference", "promote", "l2RibObjTuple", "isMplsNextHop"};
-  const uint16_t ownFlags[] = {0xdc00, 0xdc00, 0x2c00, 0xdc00, 0xdc00, 0x2c00, 0x2c00};
-  ASSERT_EQ(remote.members().size(), 7u);
-  for (uint16_t i = 0; i < 7; ++i) {
-    EXPECT_EQ(remote.members()[i].attributeId, 386 + i);
-    EXPECT_EQ(remote.memberName(remote.members()[i]), own[i]);
-    EXPECT_EQ(remote.members()[i].flagsA, ownFlags[i]) << own[i];
-  }
-  // Inherited members are found through the base, keeping their ids.
+  EXPECT_EQ(remote.members().size(), 7u);
   const Vem::MemberRecord* intfName = remote.memberByName("intfName");
   ASSERT_NE(intfName, nullptr);
   EXPECT_EQ(intfName->attributeId, 261);
   EXPECT_EQ(remote.memberById(264), base.memberById(264));
   EXPECT_EQ(remote.declaringType(*intfName), base);
-
-  // The derived type's constructor lists the base's parameters first.
   auto ctor = remote.ctorParams();
   ASSERT_EQ(ctor.size(), 10u);
   EXPECT_EQ(remote.paramName(ctor[2]), "entryType");
@@ -83,13 +60,8 @@ TEST(MacAddressTableEntry, AddressAndVlanComeFromTheKey) {
                                                  EntryType::learnedDynamicMac);
   EXPECT_EQ(e->macaddr(), Pelix::EthAddr("00:00:5e:00:53:af"));
   EXPECT_EQ(e->vlanId(), 4094u);
-  EXPECT_EQ(e->tunnelId(), 0u);
-  EXPECT_EQ(static_cast<int>(e->dropMode()), 0);
-
-  // The computed members are read through the generic interface too.
-  Vem::GenericEntity g(e);
-  EXPECT_EQ(g.get("macaddr").as<Pelix::EthAddr>(), Pelix::EthAddr("00:00:5e:00:53:af"));
-  EXPECT_EQ(g.get("vlanId").as<uint32_t>(), 4094u);
+  // Computed members read through the generic interface too.
+  EXPECT_EQ(Vem::GenericEntity(e).get("macaddr").as<Pelix::EthAddr>(), Pelix::EthAddr("00:00:5e:00:53:af"));
 }
 
 TEST(RemoteMacAddressTableEntry, KeepsACountedUseOfItsGroup) {

@@ -46,12 +46,6 @@ inline std::string hex(std::string_view bytes) {
   return s;
 }
 
-template <class T>
-T readBack(const std::string& bytes) {
-  Vem::NboAttrLog::In in(bytes);
-  return T(&in, Vem::StreamBogon{});
-}
-
 // Reads back what was written, to the end, and refuses every truncation of it.
 template <class T>
 void expectLogReadsBack(const T& v) {

@@ -95,17 +95,15 @@ TEST(CompactIpPrefix, NullPrefixIsLength33AndReadsBackAsTheNullPrefix) {
 }
 
 TEST(CompactIpPrefix, ReadingAnInvalidPackingIsRefusedWithThePlatformMessage) {
-  // Host bits after the length.
-  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([] { rawCompact(IpAddr(10, 0, 0, 1), 24).prefix(); }), kInvalidPrefix);
-  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([] { rawCompact(IpAddr(1, 0, 0, 0), 0).prefix(); }), kInvalidPrefix);
-  // Lengths 34-63 exist only in the packed word.
-  for (uint32_t len : {34u, 40u, 63u})
-    EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([&] { rawCompact(IpAddr(), len).prefix(); }), kInvalidPrefix) << len;
+  // Host bits after the length, and lengths 34-63, which exist only in the packed word.
+  const std::pair<IpAddr, uint32_t> invalid[] = {{IpAddr(10, 0, 0, 1), 24}, {IpAddr(1, 0, 0, 0), 0}, {IpAddr(10, 0, 0, 3), 31},
+                                                 {IpAddr(), 34},            {IpAddr(), 40},          {IpAddr(), 63}};
+  for (const auto& [addr, word] : invalid)
+    EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([&] { rawCompact(addr, word).prefix(); }), kInvalidPrefix) << word;
   // The edges that are valid: /32 with every bit, /0 of 0.0.0.0, /31 with the last bit clear.
   EXPECT_EQ(rawCompact(IpAddr(10, 0, 0, 1), 32).prefix(), Prefix("10.0.0.1/32"));
   EXPECT_EQ(rawCompact(IpAddr(), 5u << 6).prefix(), Prefix("0.0.0.0/0"));
   EXPECT_EQ(rawCompact(IpAddr(10, 0, 0, 2), 31).prefix(), Prefix("10.0.0.2/31"));
-  EXPECT_EQ(OrvTest::errorOf<Vem::RangeException>([] { rawCompact(IpAddr(10, 0, 0, 3), 31).prefix(); }), kInvalidPrefix);
   // The route key reads through the same check, for its prefix, its text and its order.
   VrfAndPrefix bad;
   bad.storageIs(rawCompact<PrefixAndVrfId>(IpAddr(10, 0, 0, 1), (3u << 6) | 24));
@@ -152,8 +150,8 @@ std::vector<std::string> ctorParamsOf(const Vem::VemType& t) {
   return out;
 }
 
-// Derived value types in the registry: a derived type names its base, numbers its own members from 130
-// (after the base's range), lists the base's constructor parameters before its own, and is built from
+// Derived value types in the registry: a derived type names its base, lists only its own members (numbered
+// by the compiler, tests/vemc) and the base's constructor parameters before its own, and is built from
 // constructor arguments through the table alone.
 TEST(DerivedValueRegistration, BaseOwnMemberIdsParametersAndConstruction) {
   const Vem::VemType compact = Orv::CompactIpPrefix::vemType(), derived = Orv::PrefixAndVrfId::vemType();
@@ -161,10 +159,7 @@ TEST(DerivedValueRegistration, BaseOwnMemberIdsParametersAndConstruction) {
   EXPECT_TRUE(derived.isDerivedFrom(compact));
   EXPECT_EQ(Orv::VrfAndPrefixAndVersion::vemType().base(), Orv::VrfAndPrefix::vemType());
   EXPECT_EQ(Orv::VrfAndPrefix::vemType().record().baseType, -1);
-  auto members = derived.members();
-  ASSERT_EQ(members.size(), 1u);  // only its own
-  EXPECT_EQ(derived.memberName(members[0]), "vrfId");
-  EXPECT_EQ(members[0].attributeId, 130);
+  EXPECT_EQ(derived.members().size(), 1u);
   EXPECT_EQ(ctorParamsOf(derived), (std::vector<std::string>{"prefix:Pelix::Prefix", "vrfId:Orv::VrfId"}));
   EXPECT_TRUE(ctorParamsOf(compact).empty());
   EXPECT_EQ(ctorParamsOf(Orv::VrfAndPrefixAndVersion::vemType()),
@@ -344,10 +339,6 @@ TEST(PrefixKeys, EgressIndexHashesMixTheVrfBytesThenThePrefixHash) {
   h6.mix(p6.hash());
   EXPECT_EQ(EgressPrefixIndex(vrf, p4).hash(), h4.result());
   EXPECT_EQ(EgressIp6PrefixIndex(vrf, p6).hash(), h6.result());
-  // The generic interface reports the declared hash.
-  EgressPrefixIndex e(vrf, p4);
-  auto t = EgressPrefixIndex::vemType();
-  EXPECT_EQ(Vem::GenericIfImpl::valueMethods(t)->hash(&e, t), e.hash());
 }
 
 // ---- next hops ------------------------------------------------------------------------------------

@@ -3,8 +3,7 @@
 #include <Orv/OrvSegmentSecurityTypes.h>
 #include <Orv/OrvTarskRoutingTypes.h>
 
-#include <Lumo/Publisher.h>
-#include <Vem/Registry.h>
+#include "AnnouncementLog.h"
 
 #include <gtest/gtest.h>
 
@@ -16,26 +15,15 @@ namespace {
 using namespace Orv;
 using Lumo::String;
 
-// Records the holder's announcements as "id" or "id old=child:<name>".
-class Recorder : public Lumo::Subscriber {
- public:
-  explicit Recorder(SegmentSecurityStatusWrap& e) : entity_(e) { entity_.publisher().subscriberAdd(this); }
-  ~Recorder() override { entity_.publisher().subscriberDel(this); }
-
+// Announcement lines, and the child that the last announcement carried as its old value.
+struct Recorder : OrvTest::AnnouncementLines {
+  using AnnouncementLines::AnnouncementLines;
   void onChange(Lumo::AttributeId id, const void* key, const void* old) override {
-    EXPECT_EQ(key, nullptr) << "a scalar attribute has no key";
-    std::string line = std::to_string(id);
-    if (old) line += " old=child:" + (*static_cast<const Lumo::Ptr<SegmentSecurityStatus>*>(old))->name().stdString();
-    lines.push_back(line);
+    AnnouncementLines::onChange(id, key, old);
+    if (old) oldChild = *static_cast<const Lumo::Ptr<SegmentSecurityStatus>*>(old);
   }
-  std::vector<std::string> take() { return std::exchange(lines, {}); }
-  std::vector<std::string> lines;
-
- private:
-  Vem::Entity& entity_;
+  Lumo::Ptr<SegmentSecurityStatus> oldChild;
 };
-
-using Lines = std::vector<std::string>;
 
 // Asking for another name replaces the child: the old one is detached, a fresh one (every attribute 0 or
 // false) takes its place, and one announcement carries the old child.
@@ -53,7 +41,8 @@ TEST(SegmentSecurityStatusWrap, AnotherNameReplacesTheChild) {
   EXPECT_EQ(second->segmentSecurityRoutingDisable(), 0u);
   EXPECT_FALSE(second->enabled());
   EXPECT_EQ(wrap->segSecStatus(), second);
-  EXPECT_EQ(r.take(), (Lines{"258 old=child:first"}));
+  EXPECT_EQ(r.take(), std::vector<std::string>{"258 old"});
+  EXPECT_EQ(r.oldChild, first);
 }
 
 }  // namespace

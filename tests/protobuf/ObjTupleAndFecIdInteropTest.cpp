@@ -1,6 +1,6 @@
 // The pair's protocol-buffers form against the protocol-buffers library itself: what we write it parses
 // to the same values (byte for byte what it writes), what it writes we read, including fields we do
-// not know, and both refuse a message cut short.
+// not know, and both refuse a message cut inside a field.
 #include "obj_tuple_and_fec_id.pb.h"
 
 #include <Orv/OrvObjTupleToFecId.h>
@@ -48,13 +48,8 @@ TEST(ObjTupleAndFecIdInterop, OurBytesAreTheLibrarysBytes) {
       std::string ours;
       Lumo::Pb::Writer w(ours);
       pair(tuple, fec).writeMessage(w);
-      interop::ObjTupleAndFecId parsed;
-      ASSERT_TRUE(parsed.ParseFromString(ours)) << tuple << " " << fec;
-      EXPECT_TRUE(parsed.has_key());
-      EXPECT_EQ(parsed.key().value(), tuple);
-      EXPECT_EQ(parsed.fec_id(), fec);
-      EXPECT_TRUE(parsed.unknown_fields().empty());
-      EXPECT_EQ(ours, theirs(tuple, fec).SerializeAsString());
+      // Equal bytes: the library reads ours exactly as it reads its own message of these values.
+      EXPECT_EQ(ours, theirs(tuple, fec).SerializeAsString()) << tuple << " " << fec;
     }
 }
 
@@ -86,9 +81,7 @@ TEST(ObjTupleAndFecIdInterop, LengthPrefixedMessagesCrossBothWays) {
 }
 
 TEST(ObjTupleAndFecIdInterop, LibrarysMessagesWithMissingAndUnknownFieldsRead) {
-  interop::ObjTupleAndFecId onlyFec;
-  onlyFec.set_fec_id(77);
-  EXPECT_EQ(readOurs(onlyFec.SerializeAsString()), pair(0, 77));
+  // A missing field is checked on hand-made bytes in ObjTupleToFecIdTest; an empty nested key here.
   interop::ObjTupleAndFecId emptyKey;
   emptyKey.mutable_key();
   EXPECT_EQ(readOurs(emptyKey.SerializeAsString()), pair(0, 0));
@@ -111,14 +104,9 @@ TEST(ObjTupleAndFecIdInterop, LibrarysMessagesWithMissingAndUnknownFieldsRead) {
   EXPECT_EQ(readOurs(message), pair(0x1234567890, 99));
 }
 
-TEST(ObjTupleAndFecIdInterop, WrongWireTypesAndShortMessagesAreRefused) {
-  interop::WrongTypes wrongKey;
-  wrongKey.set_key(5);
-  EXPECT_THROW(readOurs(wrongKey.SerializeAsString()), Lumo::Pb::DecodeError);
-  interop::WrongTypes wrongFec;
-  wrongFec.set_fec_id("x");
-  EXPECT_THROW(readOurs(wrongFec.SerializeAsString()), Lumo::Pb::DecodeError);
-
+// Wrong wire types and a length prefix past the buffer are refused in ObjTupleToFecIdTest; here, where a
+// cut leaves the library with whole fields.
+TEST(ObjTupleAndFecIdInterop, ShortMessagesAreReadAsTheLibraryReadsThem) {
   const std::string whole = theirs(0x1234567890, 0x9876543210).SerializeAsString();
   int complete = 0;
   for (std::size_t cut = 1; cut < whole.size(); ++cut) {
@@ -134,14 +122,6 @@ TEST(ObjTupleAndFecIdInterop, WrongWireTypesAndShortMessagesAreRefused) {
     }
   }
   EXPECT_EQ(complete, 1) << "only the cut after the key leaves whole fields";
-  // A length prefix claiming more than the buffer holds.
-  std::string framed;
-  Lumo::Pb::Writer(framed).varint(whole.size() + 1);
-  framed += whole;
-  Lumo::Pb::Reader in(framed);
-  ObjTupleAndFecId v = pair(1, 1);
-  EXPECT_THROW(v.constructFromPbMessage(in), Lumo::Pb::DecodeError);
-  EXPECT_EQ(v, pair(1, 1));
 }
 
 }  // namespace
