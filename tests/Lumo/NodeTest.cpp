@@ -17,18 +17,13 @@ public:
   int gone = 0;
 };
 
-class TspMode {
-public:
-  explicit TspMode(bool on) : saved_(Lumo::ThreadControl::tsp_) { Lumo::ThreadControl::tsp_ = on; }
-  ~TspMode() { Lumo::ThreadControl::tsp_ = saved_; }
-
-private:
-  bool saved_;
+struct TspMode {
+  explicit TspMode(bool on) : saved(Lumo::ThreadControl::tsp_) { Lumo::ThreadControl::tsp_ = on; }
+  ~TspMode() { Lumo::ThreadControl::tsp_ = saved; }
+  bool saved;
 };
 
-TEST(Node, LayoutIsAVtablePlusOneWord) {
-  EXPECT_EQ(sizeof(Node), sizeof(void*) == 8 ? 16u : 8u);
-}
+static_assert(sizeof(Node) == 2 * sizeof(void*), "a node is its vtable pointer and one word");
 
 TEST(Node, CountCarriesOverTheFlagBitsAndBorrowsBack) {
   const uint32_t flagSets[] = {0, Node::kNodeFlag29, Node::kNodeFlag30,

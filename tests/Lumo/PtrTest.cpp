@@ -53,7 +53,7 @@ TEST(Ptr, CopiesCountAndMovesDoNot) {
   EXPECT_EQ(back->value, 7);
 }
 
-TEST(Ptr, SelfAssignmentKeepsTheObject) {
+TEST(Ptr, AssigningFromItselfOrFromAPointerOwnedByTheTarget) {
   Ptr<Base> p = Lumo::newNode<Base>();
   Ptr<Base>& alias = p;
   p = alias;
@@ -61,9 +61,7 @@ TEST(Ptr, SelfAssignmentKeepsTheObject) {
   p = std::move(alias);
   ASSERT_TRUE(p);
   EXPECT_EQ(p->useCount(), 1u);
-}
 
-TEST(Ptr, AssigningFromAPointerOwnedByTheTarget) {
   // The new value is kept alive only through the old one: it must be taken before the old is dropped.
   struct Holder : Node {
     Ptr<Holder> next;

@@ -14,21 +14,17 @@ using Pelix::Ip6Addr;
 using Pelix::IpAddr;
 using Pelix::IpGenAddr;
 
-TEST(EthAddr, TextWithColonsLowerCaseOutAnyCaseIn) {
+TEST(EthAddr, TextLowerCaseOutAnyCaseInOrderHashAndLog) {
   EthAddr a = parsesBack<EthAddr>("00:11:22:33:44:55");
   EXPECT_EQ(a, EthAddr(0x00, 0x11, 0x22, 0x33, 0x44, 0x55));
   EXPECT_EQ(a.displayString(), "00:11:22:33:44:55");
   EXPECT_EQ(EthAddr("0A:bC:dE:fF:00:01").stringValue(), "0a:bc:de:ff:00:01");
   EXPECT_EQ(EthAddr().stringValue(), "00:00:00:00:00:00");
-  for (const char* bad : {"", "00:11:22:33:44", "00:11:22:33:44:55:66", "0:11:22:33:44:55", "00-11-22-33-44-55",
-                          "00:11:22:33:44:5g", "0011.2233.4455"})
-    EXPECT_NE(refusal<EthAddr>(bad), "no error") << bad;
+  expectRefused<EthAddr>({"", "00:11:22:33:44", "00:11:22:33:44:55:66", "0:11:22:33:44:55", "00-11-22-33-44-55",
+                          "00:11:22:33:44:5g", "0011.2233.4455"});
   EXPECT_EQ(refusal<EthAddr>("00:11:22:33:44:5x"),
             "Pelix::EthAddr: '00:11:22:33:44:5x' is not a MAC address (six hexadecimal pairs separated by colons) at "
             "offset 0");
-}
-
-TEST(EthAddr, OrderHashAndLog) {
   EXPECT_LT(EthAddr(0, 0, 0, 0, 0, 0xff), EthAddr(0, 0, 0, 0, 1, 0));
   EXPECT_LT(EthAddr(0x01, 0, 0, 0, 0, 0), EthAddr(0xfe, 0, 0, 0, 0, 0));
   EXPECT_NE(EthAddr(0, 0, 0, 0, 0, 1).hash(), EthAddr(0, 0, 0, 0, 1, 0).hash());
@@ -43,13 +39,11 @@ TEST(EthAddrWithMask, DefaultMatchesExactlyAndRoundTrips) {
   EXPECT_TRUE(oui.matches(EthAddr("00:1a:2b:99:88:77")));
   EXPECT_FALSE(oui.matches(EthAddr("00:1a:2c:99:88:77")));
   EXPECT_EQ(logsBack(oui).size(), 12u);
-  EXPECT_NE(refusal<EthAddrWithMask>("00:1a:2b:00:00:00"), "no error");
-  EXPECT_NE(refusal<EthAddrWithMask>("00:1a:2b:00:00:00/"), "no error");
+  expectRefused<EthAddrWithMask>({"00:1a:2b:00:00:00", "00:1a:2b:00:00:00/"});
   // Ordered by address first, mask second.
-  EXPECT_LT(EthAddrWithMask(EthAddr(0, 0, 0, 0, 0, 1), EthAddr()),
-            EthAddrWithMask(EthAddr(0, 0, 0, 0, 0, 2), EthAddr()));
-  EXPECT_LT(EthAddrWithMask(EthAddr(), EthAddr(0, 0, 0, 0, 0, 1)),
-            EthAddrWithMask(EthAddr(), EthAddr(0, 0, 0, 0, 0, 2)));
+  auto last = [](int a, int m) { return EthAddrWithMask(EthAddr(0, 0, 0, 0, 0, a), EthAddr(0, 0, 0, 0, 0, m)); };
+  EXPECT_LT(last(1, 0), last(2, 0));
+  EXPECT_LT(last(0, 1), last(0, 2));
 }
 
 TEST(IpAddr, DottedQuadHeldInNetworkOrder) {
@@ -60,24 +54,17 @@ TEST(IpAddr, DottedQuadHeldInNetworkOrder) {
   EXPECT_EQ(bytes[3], 3);
   parsesBack<IpAddr>("0.0.0.0");
   parsesBack<IpAddr>("255.255.255.255");
-  for (const char* bad : {"", "10.1.2", "10.1.2.3.4", "256.0.0.1", "10.01.2.3", "10..2.3", "10.1.2.3.", "a.b.c.d",
-                          "-1.0.0.0", "4294967296.0.0.0"})
-    EXPECT_NE(refusal<IpAddr>(bad), "no error") << bad;
+  expectRefused<IpAddr>({"", "10.1.2", "10.1.2.3.4", "256.0.0.1", "10.01.2.3", "10..2.3", "10.1.2.3.", "a.b.c.d",
+                         "-1.0.0.0", "4294967296.0.0.0"});
   EXPECT_EQ(hex(logsBack(a)), "0a010203");
-}
-
-TEST(IpAddr, OrderedAsHostNumbers) {
+  // Ordered as host numbers.
   EXPECT_LT(IpAddr(9, 255, 255, 255), IpAddr(10, 0, 0, 1));
   EXPECT_LT(IpAddr(10, 0, 0, 1), IpAddr(10, 0, 1, 0));
   EXPECT_NE(IpAddr(10, 0, 0, 1).hash(), IpAddr(1, 0, 0, 10).hash());
 }
 
 TEST(Ip6Addr, PrintsTheCanonicalTextOfRfc5952) {
-  struct Case {
-    const char* in;
-    const char* out;
-  };
-  for (const Case& c : std::vector<Case>{
+  for (auto [in, out] : std::vector<std::pair<const char*, const char*>>{
            {"2001:db8::1", "2001:db8::1"},
            {"2001:0DB8:0000:0000:0000:0000:0000:0001", "2001:db8::1"},
            {"::", "::"},
@@ -92,20 +79,16 @@ TEST(Ip6Addr, PrintsTheCanonicalTextOfRfc5952) {
            {"64:ff9b::192.0.2.33", "64:ff9b::c000:221"},
            {"1:2:3:4:5:6:7:8", "1:2:3:4:5:6:7:8"},
        }) {
-    Ip6Addr a(c.in);
-    EXPECT_EQ(a.stringValue(), c.out) << c.in;
-    EXPECT_EQ(parsesBack<Ip6Addr>(c.out), a) << c.out;
+    Ip6Addr a(in);
+    EXPECT_EQ(a.stringValue(), out) << in;
+    EXPECT_EQ(parsesBack<Ip6Addr>(out), a) << out;
   }
 }
 
-TEST(Ip6Addr, RefusesMalformedText) {
-  for (const char* bad :
-       {"", ":", ":::", "1:::2", "1::2::3", "1:2:3:4:5:6:7", "1:2:3:4:5:6:7:8:9", "12345::", "1:2:3:4:5:6:7::8:9",
-        "g::1", "::1.2.3", "1.2.3.4::", "::1.2.3.4:5", "1:2:3:4:5:6:7:1.2.3.4", "2001:db8::1/64"})
-    EXPECT_NE(refusal<Ip6Addr>(bad), "no error") << bad;
-}
-
-TEST(Ip6Addr, OrderAndLog) {
+TEST(Ip6Addr, RefusalsOrderAndLog) {
+  expectRefused<Ip6Addr>({"", ":", ":::", "1:::2", "1::2::3", "1:2:3:4:5:6:7", "1:2:3:4:5:6:7:8:9", "12345::",
+                          "1:2:3:4:5:6:7::8:9", "g::1", "::1.2.3", "1.2.3.4::", "::1.2.3.4:5", "1:2:3:4:5:6:7:1.2.3.4",
+                          "2001:db8::1/64"});
   EXPECT_LT(Ip6Addr("::1"), Ip6Addr("::2"));
   EXPECT_LT(Ip6Addr("::ffff"), Ip6Addr("1::"));
   EXPECT_NE(Ip6Addr("::1").hash(), Ip6Addr("1::").hash());
@@ -127,16 +110,13 @@ TEST(IpGenAddr, EitherFamilyOrNone) {
   EXPECT_EQ(v4.storageAsIp6(), Ip6Addr("c000:201::"));
   IpGenAddr v6 = parsesBack<IpGenAddr>("2001:db8::1");
   EXPECT_EQ(v6.v6(), Ip6Addr("2001:db8::1"));
-  EXPECT_NE(refusal<IpGenAddr>("nothing"), "no error");
-  EXPECT_NE(refusal<IpGenAddr>(""), "no error");
+  expectRefused<IpGenAddr>({"nothing", ""});
   // Family first: every IPv4 address before every IPv6 one.
   EXPECT_LT(none, IpGenAddr(IpAddr()));
   EXPECT_LT(IpGenAddr(IpAddr(255, 255, 255, 255)), IpGenAddr(Ip6Addr()));
   EXPECT_EQ(none.hash(), 0u);
   EXPECT_EQ(v4.hash(), IpAddr(192, 0, 2, 1).hash());
-}
-
-TEST(IpGenAddr, LogFormIsFamilyThenAddress) {
+  // The log form is the family, then the address.
   EXPECT_EQ(hex(logsBack(IpGenAddr())), "00");
   EXPECT_EQ(hex(logsBack(IpGenAddr(IpAddr(10, 0, 0, 1)))), "010a000001");
   EXPECT_EQ(logsBack(IpGenAddr(Ip6Addr("::1"))).size(), 17u);

@@ -5,6 +5,7 @@
 #include <Vem/TextForm.h>
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <sstream>
 #include <string>
 
@@ -61,6 +62,12 @@ inline std::string hex(const std::string& bytes) {
 template <class T>
 std::string refusal(const std::string& text) {
   return errorOf([&] { Vem::strepToValue<T>(text); });
+}
+
+// Expects every text refused as a T.
+template <class T>
+void expectRefused(std::initializer_list<std::string> texts) {
+  for (const std::string& text : texts) EXPECT_NE(refusal<T>(text), "no error") << text;
 }
 
 // Refuses the attribute log record `bytes` as a T; returns the message.

