@@ -11,6 +11,8 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <new>
 #include <set>
 #include <string>
@@ -249,14 +251,20 @@ TEST(GenericInterfaceWalk, IteratorStartsAtTheStartKeyOrWhereTheEngineWouldPlace
   GenericEntity config = GenericEntity::create("Orv::PortGroupConfig", Lumo::String("c"));
   TypeHandle str = TypeHandle::byName("Vem::String");
   for (const char* k : {"a", "b", "c", "d"}) config.set("config", AnyValue(str, std::string("\"") + k + "\""), AnyValue(str, "\"v\""));
-  std::set<std::string> all, fromB;
-  config.forEach("config", [&](const AnyValue& k, const AnyValue&) { all.insert(k.text().stdString()); });
-  EXPECT_EQ(all.size(), 4u);
+  using Keys = std::vector<std::string>;
+  const auto walkFrom = [&](const AnyValue* start) {
+    Keys keys;
+    config.forEach("config", [&](const AnyValue& k, const AnyValue&) { keys.push_back(k.text().stdString()); }, start);
+    return keys;
+  };
+  const Keys all = walkFrom(nullptr);
+  ASSERT_EQ(all.size(), 4u);
+  // From a present key: the whole walk's tail that begins at it. From an absent key: some tail.
   AnyValue start(str, "\"b\"");
-  int visited = 0;
-  config.forEach("config", [&](const AnyValue&, const AnyValue&) { ++visited; }, &start);
-  EXPECT_GE(visited, 1);
-  EXPECT_LE(visited, 4);
+  EXPECT_EQ(walkFrom(&start), Keys(std::find(all.begin(), all.end(), "\"b\""), all.end()));
+  const AnyValue absent(str, "\"bb\"");
+  const Keys fromAbsent = walkFrom(&absent);
+  EXPECT_EQ(fromAbsent, Keys(all.end() - static_cast<std::ptrdiff_t>(fromAbsent.size()), all.end()));
   // Deleting through the interface runs the generated deletion: it returns the removed value.
   EXPECT_EQ(config.del("config", start).text(), "\"v\"");
   EXPECT_EQ(config.del("config", start).text(), "\"\"");
