@@ -41,8 +41,7 @@ struct GenericIfPtrInterfaceMethods {
     VemType t = entity.typeData();
     std::string text(t.name());
     if (const MemberRecord* m = t.memberById(154); m != nullptr && t.impl().attributeOp != nullptr) {
-      const VemType declaring = t.declaringType(*m);  // a derived type inherits nameString
-      auto field = Lumo::FieldDescriptor::of(declaring.module()->members, static_cast<uint16_t>(m - declaring.module()->members));
+      const Lumo::FieldDescriptor field = t.fieldOf(*m);  // a derived type inherits nameString
       Lumo::String name;
       if (t.impl().attributeOp(&name, &entity, &field, 10, nullptr, nullptr) == 0)
         text += "(" + name.stdString() + ")";
@@ -78,7 +77,7 @@ void* newEntityForDir(const void* name, void* directory) {
   const VemType dirType = dir->typeData();
   for (const MemberRecord& m : dirType.members()) {
     if ((m.flagsA != 0xdd21 && m.flagsA != 0xdc21) || dirType.resolve(m.type) != T::vemType()) continue;
-    auto field = Lumo::FieldDescriptor::of(dirType.module()->members, static_cast<uint16_t>(&m - dirType.module()->members));
+    const Lumo::FieldDescriptor field = dirType.fieldOf(m);
     Lumo::Ptr<Entity> made;
     if (m.flagsA == 0xdc21) {
       made = Lumo::newNode<T>(key);

@@ -161,14 +161,13 @@ const MemberRecord& GenericEntity::member(std::string_view name) const {
 
 int GenericEntity::op(const MemberRecord& m, uint8_t code, void* result, const void* arg1, const void* arg2) const {
   const VemType t = type();
-  const VemType declaring = t.declaringType(m);  // an inherited member is its base's record
-  auto field = Lumo::FieldDescriptor::of(declaring.module()->members, static_cast<uint16_t>(&m - declaring.module()->members));
+  const Lumo::FieldDescriptor field = t.fieldOf(m);  // an inherited member is its base's record
   int rc = t.impl().attributeOp(result, entity_.get(), &field, code, arg1, arg2);
   if (rc == ResultCode::notApplicable)
     throw ReflectError("operation " + std::to_string(code) + " does not apply to " + std::string(t.name()) + "::" +
-                       std::string(declaring.memberName(m)));
+                       std::string(t.declaringType(m).memberName(m)));
   if (rc == ResultCode::noSuchMember)
-    throw ReflectError(std::string(t.name()) + " has no member " + std::string(declaring.memberName(m)));
+    throw ReflectError(std::string(t.name()) + " has no member " + std::string(t.declaringType(m).memberName(m)));
   return rc;
 }
 
@@ -230,8 +229,7 @@ void GenericEntity::forEach(std::string_view attribute,
   const VemType t = type();
   if (t.impl().iterator == nullptr || !isCollection(m))
     throw ReflectError(std::string(t.name()) + "::" + std::string(attribute) + " is not a collection");
-  const VemType declaring = t.declaringType(m);
-  auto field = Lumo::FieldDescriptor::of(declaring.module()->members, static_cast<uint16_t>(&m - declaring.module()->members));
+  const Lumo::FieldDescriptor field = t.fieldOf(m);
   const void* opsRaw = nullptr;
   void* it = t.impl().iterator(entity_.get(), startKey ? startKey->data() : nullptr, &field, &opsRaw);
   if (it == nullptr) throw ReflectError("cannot iterate " + std::string(attribute));

@@ -1,6 +1,7 @@
 #include <Vem/Registry.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cstdio>
 #include <cstring>
 
@@ -42,6 +43,13 @@ VemType VemType::declaringType(const MemberRecord& m) const noexcept {
     if (!own.empty() && &m >= own.data() && &m < own.data() + own.size()) return t;
   }
   return {};
+}
+
+Lumo::FieldDescriptor VemType::fieldOf(const MemberRecord& m) const noexcept {
+  const VemType declaring = declaringType(m);
+  assert(declaring.valid() && "Vem/VemType: fieldOf a member of another type");
+  const MemberRecord* table = declaring.module()->members;
+  return Lumo::FieldDescriptor::of(table, static_cast<uint16_t>(&m - table));
 }
 
 std::span<const ParamRecord> VemType::params(uint16_t first) const noexcept {

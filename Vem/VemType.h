@@ -3,6 +3,7 @@
 /// registration tables. Cheap to copy; compares by identity.
 #pragma once
 
+#include <Lumo/Descriptors.h>
 #include <Vem/Module.h>
 
 #include <cstdint>
@@ -41,6 +42,9 @@ class VemType {
   /// The type, this one or a base, whose records list `m`: type references and names in `m` are that
   /// type's module's. An invalid VemType when `m` is none of theirs.
   VemType declaringType(const MemberRecord& m) const noexcept;
+  /// The generic interface's handle of `m`, a member of this type or of a base: the declaring type's
+  /// member table and the member's index there.
+  Lumo::FieldDescriptor fieldOf(const MemberRecord& m) const noexcept;
 
   /// Constructor parameters (or a member's parameter list): the records from `first` up to the terminator.
   std::span<const ParamRecord> params(uint16_t first) const noexcept;

@@ -82,7 +82,7 @@ template <class Object>
 int callThroughInterface(const Vem::VemType& t, Object* object, const char* member, void* result, const void* a1,
                          const void* a2) {
   const Vem::MemberRecord* m = t.memberByName(member);
-  auto field = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(m - t.module()->members));
+  const Lumo::FieldDescriptor field = t.fieldOf(*m);
   return t.impl().attributeOp(result, object, &field, Vem::OpCode::get, a1, a2);
 }
 
@@ -128,7 +128,7 @@ TEST(EntityShape, EntityArgumentsArePassedAsCheckedReferences) {
   EXPECT_EQ(callThroughInterface(t, dir.get(), "speedTimes", &result, &leaf, &times), 1);
   EXPECT_EQ(callThroughInterface(t, dir.get(), "speedTimes", &result, &arg, nullptr), 1);
   EXPECT_EQ(callThroughInterface(t, dir.get(), "speedTimes", &result, nullptr, &times), 1);
-  auto field = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(m - t.module()->members));
+  const Lumo::FieldDescriptor field = t.fieldOf(*m);
   EXPECT_EQ(t.impl().attributeOp(&result, dir.get(), &field, Vem::OpCode::set, &arg, &times), 1);
   EXPECT_EQ(result, 99u);
 

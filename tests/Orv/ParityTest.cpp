@@ -150,7 +150,7 @@ TEST(ParityEventQueue, NextIndexWrapsSilently) {
   const Vem::VemType t = OrvParityEventQueue::vemType();
   const Vem::MemberRecord* m = t.memberByName("nextIndex");
   ASSERT_NE(m, nullptr);
-  auto field = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(m - t.module()->members));
+  const Lumo::FieldDescriptor field = t.fieldOf(*m);
   uint32_t read = 0, write = 41;
   EXPECT_EQ(t.impl().attributeOp(&read, &q, &field, Vem::OpCode::get, nullptr, nullptr), 0);
   EXPECT_EQ(read, 5u);

@@ -28,7 +28,7 @@ Out genericGet(const T& value, uint16_t attributeId) {
   const Vem::VemType t = T::vemType();
   const Vem::MemberRecord* m = t.memberById(attributeId);
   EXPECT_NE(m, nullptr);
-  auto field = Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(m - t.module()->members));
+  const Lumo::FieldDescriptor field = t.fieldOf(*m);
   Out out{};
   EXPECT_EQ(t.impl().attributeOp(&out, const_cast<T*>(&value), &field, Vem::OpCode::get, nullptr, nullptr), 0);
   return out;

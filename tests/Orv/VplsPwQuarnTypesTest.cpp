@@ -66,8 +66,7 @@ TEST(HwVplsPwDecapConfig, DumpListsEveryEntry) {
 struct GenericDumpCall {
   Vem::VemType type = HwVplsPwDecapConfig::vemType();
   const Vem::MemberRecord* member = type.memberById(263);
-  Lumo::FieldDescriptor field =
-      Lumo::FieldDescriptor::of(type.module()->members, static_cast<uint16_t>(member - type.module()->members));
+  Lumo::FieldDescriptor field = type.fieldOf(*member);
   Vem::AnyValue context{Vem::TypeHandle::byName(type.paramTypeName(type.params(member->firstParam)[0]))};
 
   int run(HwVplsPwDecapConfig& config, const void* ctxArg, const void* indentArg, uint8_t code = Vem::OpCode::get) {

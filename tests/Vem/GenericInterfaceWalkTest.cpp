@@ -65,10 +65,6 @@ bool holdsCollection(const VemType& t) {
   return false;
 }
 
-Lumo::FieldDescriptor fieldOf(const VemType& t, const MemberRecord* m) {
-  return Lumo::FieldDescriptor::of(t.module()->members, static_cast<uint16_t>(m - t.module()->members));
-}
-
 bool equalThroughInterface(const AnyValue& a, const AnyValue& b) {
   if (!a.type().type().valid()) return a.text() == b.text();
   bool eq = false;
@@ -131,7 +127,7 @@ TEST(GenericInterfaceWalk, EveryValueTypeBuildsPrintsParsesComparesAndReadsItsMe
     }
     // Every readable member reads through code 0; any other code does not apply.
     for (const MemberRecord& m : t.members()) {
-      auto field = fieldOf(t, &m);
+      auto field = t.fieldOf(m);
       bool readable = (m.flagsA & Vem::MemberFlagsA::readable) && !(m.flagsA & 0x00ff);
       if (!readable || t.isEnumeration()) continue;
       ++members;
@@ -231,15 +227,15 @@ TEST(GenericInterfaceWalk, ResultCodesForWrongMembersAndOperations) {
   VemType t = dir.type();
   // A member of another type is no member of this one.
   VemType list = Vem::Registry::typeByName("Orv::PortList").value();
-  auto foreign = fieldOf(list, list.memberByName("ports"));
+  auto foreign = list.fieldOf(*list.memberByName("ports"));
   uint32_t n = 0;
   EXPECT_EQ(t.impl().attributeOp(&n, dir.entity().get(), &foreign, Vem::OpCode::count, nullptr, nullptr), 2);
   // nameString answers only code 10; scalars do not count; collections refuse codes above 5.
-  auto nameField = fieldOf(t, t.memberById(154));
+  auto nameField = t.fieldOf(*t.memberById(154));
   Lumo::String s;
   EXPECT_EQ(t.impl().attributeOp(&s, dir.entity().get(), &nameField, Vem::OpCode::get, nullptr, nullptr), 1);
   EXPECT_THROW(dir.count("generateActivePortsList"), Vem::ReflectError);
-  auto groupField = fieldOf(t, t.memberByName("portGroup"));
+  auto groupField = t.fieldOf(*t.memberByName("portGroup"));
   EXPECT_EQ(t.impl().attributeOp(&n, dir.entity().get(), &groupField, Vem::OpCode::truth, nullptr, nullptr), 1);
   EXPECT_THROW(GenericEntity::create("Orv::PortList", Lumo::String("x")), Vem::EntityError);
   EXPECT_THROW(GenericEntity::create("Orv::NoSuchType", Lumo::String("x")), Vem::ReflectError);
