@@ -498,9 +498,14 @@ bool Sender::flowOut() {
     bool& flag;
     ~Done() { flag = false; }
   } done{flowing_};
+  roomWanted_ = 0;
   while (!pending_.empty()) {
     Entity::VemNboAttrLogSa* sa = pending_.front();
-    if (!resume(*sa)) return false;
+    if (!resume(*sa)) {
+      // With nothing left for the transport to take, no later flowOut() gets further at this room.
+      if (buffered() == 0) roomWanted_ = lastRefused_ > room_ ? lastRefused_ : room_ + 1;
+      return false;
+    }
     assert(pending_.front() == sa && "Vem/NboAttrLogFlow: the resumed adapter left the queue");
     pending_.pop_front();
     sa->pending_ = false;

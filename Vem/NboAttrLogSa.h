@@ -252,6 +252,12 @@ class Sender {
   /// Writes withheld output while the room allows. True when nothing is withheld any more.
   bool flowOut();
   bool withheld() const noexcept { return !pending_.empty(); }
+  /// Whether the last flowOut() stopped with an empty output: the next withheld record does not fit
+  /// even the whole room, so the flow stays where it is until the room grows. roomWanted() is then the
+  /// room that the last refused record asked for, a lower bound of what lets the flow go on (a refused
+  /// probe for a small record can stand in for the record itself); zero when not stalled.
+  bool stalled() const noexcept { return roomWanted_ != 0; }
+  std::size_t roomWanted() const noexcept { return roomWanted_; }
   std::size_t adapterCount() const noexcept { return adapters_.size(); }
   Entity::VemNboAttrLogSa* adapter(EntityId id) const noexcept;
 
@@ -260,10 +266,14 @@ class Sender {
 
   /// ---- for adapters ----
   /// Room for a record of this payload size, on top of what open passes hold back for their end markers.
-  bool roomFor(std::size_t payloadSize) const noexcept {
+  /// A refusal is remembered, so that a flow that stalls can tell how much room it wanted.
+  bool roomFor(std::size_t payloadSize) noexcept {
     if (room_ == kUnlimited) return true;
     const std::size_t used = buffered() + reserve_;
-    return used <= room_ && Frame::kHeaderSize + payloadSize <= room_ - used;
+    if (used <= room_ && Frame::kHeaderSize + payloadSize <= room_ - used) [[likely]]
+      return true;
+    lastRefused_ = used + Frame::kHeaderSize + payloadSize;
+    return false;
   }
   /// Begins a record and returns the output to write its payload to.
   Out* beginRecord(EntityId entity, uint8_t kind, AttributeId attribute);
@@ -331,6 +341,8 @@ class Sender {
   std::size_t room_;
   std::size_t reserve_ = 0;
   std::size_t recordStart_ = std::string::npos;
+  std::size_t lastRefused_ = 0;  // the room the last refused record needed
+  std::size_t roomWanted_ = 0;   // nonzero while stalled
   Out out_;
   uint32_t lastId_ = 0;
   std::unordered_map<uint32_t, std::unique_ptr<Entity::VemNboAttrLogSa>> adapters_;

@@ -157,6 +157,7 @@ TEST(VemshMirror, WithheldChangesShownAsDirtyKeysAndDrainedWhenRoomReturns) {
   EXPECT_EQ(served.status, 0) << served.err;
   EXPECT_THAT(served.out, HasSubstr("serve: client 1: no room, withheld: " + kPortList + " ports key \"Et1\""));
   EXPECT_THAT(served.out, HasSubstr("dirty: " + kPortList + " ports key \"Et2\""));
+  EXPECT_THAT(served.out, HasSubstr("serve: client 1: stalled: the room of 0 bytes holds none of what is withheld"));
   EXPECT_THAT(served.out, HasSubstr("serve: client 1: room returned; drained 2 withheld changes"));
   // Nothing reached the mirror while the room was 0: its announcements come after the drain.
   EXPECT_EQ(m.status, 0) << m.err;

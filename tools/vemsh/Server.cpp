@@ -30,6 +30,7 @@ struct Server::Client {
   Vem::NboAttrLog::SocketLink link;
   Vem::NboAttrLog::Sender sender;
   std::set<std::string> withheld;  // changes the stream owes: "label attribute key"
+  std::size_t stallShown = 0;       // the room wanted by the stall last reported, zero when none
 };
 
 Server::Server(std::string path, std::ostream& out) : path_(std::move(path)), out_(out), listenFd_(listenUnix(path_)) {
@@ -84,7 +85,10 @@ bool Server::command(const std::vector<std::string>& w) {
   if (c == "room") {
     if (w.size() != 2) throw UserError("usage: room N | room all");
     room_ = w[1] == "all" ? Vem::NboAttrLog::Sender::kUnlimited : number(w[1], "room");
-    for (auto& cl : clients_) cl->sender.roomIs(room_);
+    for (auto& cl : clients_) {
+      cl->sender.roomIs(room_);
+      cl->stallShown = 0;  // a stall that outlasts the new room is shown again
+    }
     if (w[1] == "all")
       out_ << "serve: room unlimited\n";
     else
@@ -196,6 +200,13 @@ void Server::flush() {
     if (!alive) {
       drop(i, "went away");
       continue;
+    }
+    if (c.sender.roomWanted() != c.stallShown) {
+      c.stallShown = c.sender.roomWanted();
+      if (c.sender.stalled())
+        out_ << "serve: client " << c.number << ": stalled: the room of " << c.sender.room()
+             << " bytes holds none of what is withheld; the next record needs at least " << c.stallShown
+             << " bytes\n";
     }
     if (!c.withheld.empty() && !c.sender.withheld()) {
       out_ << "serve: client " << c.number << ": room returned; drained " << c.withheld.size() << " withheld change"
