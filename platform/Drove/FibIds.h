@@ -6,18 +6,8 @@
 
 namespace Drove::Fib {
 
-struct FecIdTraits {
-  using Raw = uint64_t;
-  static constexpr const char* name = "Drove::Fib::FecId";
-  static constexpr Raw defaultValue = 0;
-};
-using FecId = Pelix::IntegerValue<FecIdTraits>;
+using FecId = Pelix::IntegerValue<Pelix::NumberTraits<uint64_t, "Drove::Fib::FecId">>;
 
-struct TableIdTraits {
-  using Raw = uint16_t;
-  static constexpr const char* name = "Drove::Fib::TableId";
-  static constexpr Raw defaultValue = 0;
-};
-using TableId = Pelix::IntegerValue<TableIdTraits>;
+using TableId = Pelix::IntegerValue<Pelix::NumberTraits<uint16_t, "Drove::Fib::TableId">>;
 
 }  // namespace Drove::Fib

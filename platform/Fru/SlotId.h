@@ -5,11 +5,6 @@
 
 namespace Fru {
 
-struct SlotIdTraits {
-  using Raw = uint32_t;
-  static constexpr const char* name = "Fru::SlotId";
-  static constexpr Raw defaultValue = 0;
-};
-using SlotId = Pelix::IntegerValue<SlotIdTraits>;
+using SlotId = Pelix::IntegerValue<Pelix::NumberTraits<uint32_t, "Fru::SlotId">>;
 
 }  // namespace Fru

@@ -18,13 +18,7 @@ class Writer;
 
 namespace L2Rib {
 
-struct ObjTupleTraits {
-  using Raw = uint64_t;
-  static constexpr const char* name = "L2Rib::ObjTuple";
-  static constexpr Raw defaultValue = 0;
-};
-
-class ObjTuple : public Pelix::IntegerValue<ObjTupleTraits> {
+class ObjTuple : public Pelix::IntegerValue<Pelix::NumberTraits<uint64_t, "L2Rib::ObjTuple">> {
  public:
   static constexpr uint32_t valueField = 2;
 

@@ -6,26 +6,11 @@
 
 namespace Orv {
 
-struct VrfIdTraits {
-  using Raw = uint32_t;
-  static constexpr const char* name = "Orv::VrfId";
-  static constexpr Raw defaultValue = 0;
-};
-using VrfId = Pelix::IntegerValue<VrfIdTraits>;
+using VrfId = Pelix::IntegerValue<Pelix::NumberTraits<uint32_t, "Orv::VrfId">>;
 
-struct OrvTunnelIdTraits {
-  using Raw = uint32_t;
-  static constexpr const char* name = "Orv::OrvTunnelId";
-  static constexpr Raw defaultValue = 0;
-};
-using OrvTunnelId = Pelix::IntegerValue<OrvTunnelIdTraits>;
+using OrvTunnelId = Pelix::IntegerValue<Pelix::NumberTraits<uint32_t, "Orv::OrvTunnelId">>;
 
-struct NexthopIndexTraits {
-  using Raw = uint64_t;
-  static constexpr const char* name = "Orv::NexthopIndex";
-  static constexpr Raw defaultValue = 0;
-};
-using NexthopIndex = Pelix::IntegerValue<NexthopIndexTraits>;
+using NexthopIndex = Pelix::IntegerValue<Pelix::NumberTraits<uint64_t, "Orv::NexthopIndex">>;
 
 // A route version id: a 63-bit version number and a flag in the top bit.
 // Ordered by the low 63 bits as a number, then by the top bit, clear before set.

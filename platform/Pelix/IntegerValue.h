@@ -6,7 +6,8 @@
 //
 // Traits: `using Raw = uint16_t | uint32_t | uint64_t;`, `static constexpr const char* name` (the
 // qualified type name, for messages), `static constexpr Raw defaultValue`, optionally
-// `static std::strong_ordering compare(Raw, Raw)`.
+// `static std::strong_ordering compare(Raw, Raw)`. A plain id, zero by default and ordered as a number,
+// names its traits as NumberTraits<Raw, "Its::Name">.
 #pragma once
 
 #include <Brek/HashMix.h>
@@ -31,6 +32,22 @@ std::ostream& writeDecimal(std::ostream& os, uint64_t v);
 // `bytes` of 2, 4 or 8, big-endian.
 uint64_t readLogUnsigned(Vem::NboAttrLog::In* in, std::size_t bytes);
 void writeLogUnsigned(Vem::NboAttrLog::Out& out, uint64_t v, std::size_t bytes);
+
+/// A type's qualified name as a template argument, so that ids of the same width stay distinct types.
+template <std::size_t N>
+struct TypeName {
+  constexpr TypeName(const char (&name)[N]) noexcept {  // implicit: written as a string literal
+    for (std::size_t i = 0; i < N; ++i) text[i] = name[i];
+  }
+  char text[N];
+};
+
+template <class R, TypeName Name>
+struct NumberTraits {
+  using Raw = R;
+  static constexpr const char* name = Name.text;
+  static constexpr Raw defaultValue = 0;
+};
 
 template <class Traits>
 class IntegerValue {

@@ -7,19 +7,9 @@
 namespace Tunnel {
 
 namespace TunnelTable {
-struct TunnelIdTraits {
-  using Raw = uint64_t;
-  static constexpr const char* name = "Tunnel::TunnelTable::TunnelId";
-  static constexpr Raw defaultValue = 0;
-};
-using TunnelId = Pelix::IntegerValue<TunnelIdTraits>;
+using TunnelId = Pelix::IntegerValue<Pelix::NumberTraits<uint64_t, "Tunnel::TunnelTable::TunnelId">>;
 }  // namespace TunnelTable
 
-struct TunnelCountersPriorityTraits {
-  using Raw = uint16_t;
-  static constexpr const char* name = "Tunnel::TunnelCountersPriority";
-  static constexpr Raw defaultValue = 0;
-};
-using TunnelCountersPriority = Pelix::IntegerValue<TunnelCountersPriorityTraits>;
+using TunnelCountersPriority = Pelix::IntegerValue<Pelix::NumberTraits<uint16_t, "Tunnel::TunnelCountersPriority">>;
 
 }  // namespace Tunnel

@@ -6,11 +6,6 @@
 
 namespace Vrf::VrfIdMap {
 
-struct VrfIdTraits {
-  using Raw = uint32_t;
-  static constexpr const char* name = "Vrf::VrfIdMap::VrfId";
-  static constexpr Raw defaultValue = 0;
-};
-using VrfId = Pelix::IntegerValue<VrfIdTraits>;
+using VrfId = Pelix::IntegerValue<Pelix::NumberTraits<uint32_t, "Vrf::VrfIdMap::VrfId">>;
 
 }  // namespace Vrf::VrfIdMap

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <type_traits>
 #include <vector>
 
 #include "PlatformTestSupport.h"
@@ -19,6 +20,11 @@
 namespace {
 
 using namespace PlatformTestSupport;
+
+// Ids of one width are told apart by their names: one cannot be passed where another is expected.
+static_assert(!std::is_convertible_v<Orv::VrfId, Vrf::VrfIdMap::VrfId> &&
+              !std::is_convertible_v<Orv::VrfId, Orv::OrvTunnelId> &&
+              !std::is_convertible_v<Drove::Fib::FecId, Orv::NexthopIndex>);
 
 TEST(IntegerIds, DecimalTextAndLogFormWithinTheirWidth) {
   EXPECT_EQ(parsesBack<Orv::NexthopIndex>("18446744073709551615").value(), std::numeric_limits<uint64_t>::max());
