@@ -8,4 +8,8 @@ BufferOverrun::BufferOverrun(std::size_t offset, std::size_t wanted, std::size_t
       offset_(offset),
       wanted_(wanted) {}
 
+void ThrowBufferOverrun::refuse(std::size_t offset, std::size_t wanted, std::size_t size) {
+  throw BufferOverrun(offset, wanted, size);
+}
+
 }  // namespace Lumo

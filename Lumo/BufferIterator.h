@@ -22,13 +22,16 @@ private:
   std::size_t wanted_;
 };
 
-/// Bounded read cursor over network-byte-order (big-endian) records. A read that does not fit throws
-/// BufferOverrun and leaves the cursor where it was.
-class BufferIterator {
+/// Bounded read cursor over network-byte-order (big-endian) records. A read that does not fit calls
+/// `Overrun::refuse(offset, wanted, size)`, which throws, and leaves the cursor where it was. The policy
+/// lets each user raise its own error; kept out of line, the refusal leaves the readers small enough to
+/// inline where records are decoded.
+template <class Overrun>
+class BasicBufferIterator {
 public:
-  BufferIterator(const uint8_t* data, std::size_t size) noexcept : data_(data), size_(size) {}
-  explicit BufferIterator(std::string_view bytes) noexcept
-      : BufferIterator(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()) {}
+  BasicBufferIterator(const void* data, std::size_t size) noexcept
+      : data_(static_cast<const uint8_t*>(data)), size_(size) {}
+  explicit BasicBufferIterator(std::string_view bytes) noexcept : BasicBufferIterator(bytes.data(), bytes.size()) {}
 
   std::size_t offset() const noexcept { return pos_; }
   std::size_t remaining() const noexcept { return size_ - pos_; }
@@ -51,10 +54,16 @@ public:
   }
   void skip(std::size_t n) { take(n); }
 
+protected:
+  /// The next n bytes, left unread.
+  const uint8_t* peek(std::size_t n) const {
+    if (!has(n)) Overrun::refuse(pos_, n, size_);
+    return data_ + pos_;
+  }
+
 private:
   const uint8_t* take(std::size_t n) {
-    if (!has(n)) throw BufferOverrun(pos_, n, size_);
-    const uint8_t* p = data_ + pos_;
+    const uint8_t* p = peek(n);
     pos_ += n;
     return p;
   }
@@ -64,6 +73,11 @@ private:
   std::size_t size_;
   std::size_t pos_ = 0;
 };
+
+struct ThrowBufferOverrun {
+  [[noreturn]] static void refuse(std::size_t offset, std::size_t wanted, std::size_t size);
+};
+using BufferIterator = BasicBufferIterator<ThrowBufferOverrun>;
 
 /// Appends big-endian integers and raw bytes to a caller's string.
 class BufferWriter {
@@ -78,6 +92,7 @@ public:
   void bytes(const void* p, std::size_t n) { out_.append(static_cast<const char*>(p), n); }
 
   std::size_t size() const noexcept { return out_.size(); }
+  std::string& buffer() noexcept { return out_; }
 
 private:
   void bigEndian(uint64_t v, std::size_t n) {

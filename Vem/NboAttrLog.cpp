@@ -2,9 +2,9 @@
 
 namespace Vem::NboAttrLog {
 
-void In::truncated(std::size_t wanted) const {
+void RefuseTruncatedRecord::refuse(std::size_t offset, std::size_t wanted, std::size_t size) {
   throw RangeException("attribute log: record truncated: wanted " + std::to_string(wanted) + " bytes at offset " +
-                       std::to_string(pos_) + " of " + std::to_string(size_));
+                       std::to_string(offset) + " of " + std::to_string(size));
 }
 
 void In::refuseBoolByte() { throw RangeException("attribute log: bool byte is neither 0 nor 1"); }

@@ -4,6 +4,7 @@
 /// its bytes is refused before anything is applied. The log forms of every value kind are LogTraits below.
 #pragma once
 
+#include <Lumo/BufferIterator.h>
 #include <Lumo/ByteOrder.h>
 #include <Lumo/String.h>
 #include <Vem/RangeException.h>
@@ -35,46 +36,28 @@ struct EntityId {
 using Lumo::getBigEndian;
 using Lumo::putBigEndian;
 
-class Out {
+/// Appends a stream's values: the writer's big-endian integers and bytes, strings and entity ids.
+class Out : public Lumo::BufferWriter {
  public:
-  explicit Out(std::string& buffer) noexcept : buffer_(buffer) {}
+  using BufferWriter::BufferWriter;
 
-  void u8(uint8_t v) { buffer_.push_back(static_cast<char>(v)); }
-  void u16(uint16_t v) { bigEndian(v, 2); }
-  void u32(uint32_t v) { bigEndian(v, 4); }
-  void u64(uint64_t v) { bigEndian(v, 8); }
-  void bytes(const void* p, std::size_t n) { buffer_.append(static_cast<const char*>(p), n); }
   /// A string: its 4-byte length, then its bytes, no terminator.
   void string(std::string_view s) {
     u32(static_cast<uint32_t>(s.size()));
-    buffer_.append(s);
+    bytes(s);
   }
   void entityId(EntityId id) { u32(id.value); }
-  std::size_t size() const noexcept { return buffer_.size(); }
-  std::string& buffer() noexcept { return buffer_; }
-
- private:
-  void bigEndian(uint64_t v, std::size_t n) {
-    char b[8];
-    putBigEndian(b, v, n);
-    buffer_.append(b, n);
-  }
-  std::string& buffer_;
 };
 
-class In {
- public:
-  In(const void* data, std::size_t size) noexcept : data_(static_cast<const uint8_t*>(data)), size_(size) {}
-  explicit In(std::string_view bytes) noexcept : In(bytes.data(), bytes.size()) {}
+/// A record's payload, refused with a RangeException where it would be read past its end.
+struct RefuseTruncatedRecord {
+  [[noreturn]] static void refuse(std::size_t offset, std::size_t wanted, std::size_t size);
+};
 
-  uint8_t u8() { return static_cast<uint8_t>(bigEndian(1)); }
-  uint16_t u16() { return static_cast<uint16_t>(bigEndian(2)); }
-  uint32_t u32() { return static_cast<uint32_t>(bigEndian(4)); }
-  uint64_t u64() { return bigEndian(8); }
-  std::string_view bytes(std::size_t n) {
-    const uint8_t* p = take(n);
-    return {reinterpret_cast<const char*>(p), n};
-  }
+class In : public Lumo::BasicBufferIterator<RefuseTruncatedRecord> {
+ public:
+  using BasicBufferIterator::BasicBufferIterator;
+
   Lumo::String string() {
     uint32_t n = u32();
     return Lumo::String(bytes(n));
@@ -100,33 +83,12 @@ class In {
   }
   EntityId nextEntity() { return EntityId{u32()}; }
   /// The entity id at the read position, left unread.
-  EntityId peekEntityId() const {
-    if (size_ - pos_ < 4) truncated(4);
-    return EntityId{static_cast<uint32_t>(getBigEndian(data_ + pos_, 4))};
-  }
-
-  std::size_t offset() const noexcept { return pos_; }
-  std::size_t remaining() const noexcept { return size_ - pos_; }
-  bool atEnd() const noexcept { return pos_ == size_; }
+  EntityId peekEntityId() const { return EntityId{static_cast<uint32_t>(getBigEndian(peek(4), 4))}; }
 
   // The refusals are out of line, so that the readers stay small enough to inline into the handlers.
   [[noreturn]] static void refuseBoolByte();
   [[noreturn]] static void refuseEnumCode();
   [[noreturn]] void refuseBytesPastValue() const;
-
- private:
-  const uint8_t* take(std::size_t n) {
-    if (n > size_ - pos_) truncated(n);
-    const uint8_t* p = data_ + pos_;
-    pos_ += n;
-    return p;
-  }
-  uint64_t bigEndian(std::size_t n) { return getBigEndian(take(n), n); }
-  [[noreturn]] void truncated(std::size_t wanted) const;
-
-  const uint8_t* data_;
-  std::size_t size_;
-  std::size_t pos_ = 0;
 };
 
 }  // namespace NboAttrLog

@@ -176,6 +176,17 @@ TEST_F(ListMirror, MalformedRecordsAreRefusedWhole) {
   EXPECT_EQ(list().ports().size(), 0u);
 }
 
+TEST_F(ListMirror, AKeyLongerThanItsRecordIsRefusedAsTruncated) {
+  record(0, 258, [&] {
+    out.u32(40);  // the key claims 40 bytes, 3 follow
+    out.bytes("Et1", 3);
+  });
+  EXPECT_THROW(flush(), Vem::RangeException);
+  EXPECT_NE(demuxer.error().find("record truncated: wanted 40 bytes at offset 4 of 7"), std::string::npos)
+      << demuxer.error();
+  EXPECT_EQ(list().ports().size(), 0u);
+}
+
 TEST(AttrLogInput, ChildReplacedBetweenFlowsIsRebuilt) {
   auto group = PortGroupIs("g");
   auto first = group->modeIs("m");
