@@ -4,7 +4,7 @@
 //
 // Ordering as for IPv4 prefixes (k the smaller length: when the first k bits differ, the smaller
 // address first; else the longer prefix first), then by the whole address, so that only equal values
-// are equivalent. Hash: Thomas Wang's 32-bit integer hash of (the address's hash XOR length).
+// are equivalent. Hash: integerHash32 (Pelix/Prefix.h) of (the address's hash XOR length).
 // Log form: the 16 address bytes, then the length as U8 (17 bytes).
 #pragma once
 
@@ -42,7 +42,7 @@ class Ip6Prefix {
 
   friend constexpr bool operator==(const Ip6Prefix&, const Ip6Prefix&) noexcept = default;
   friend std::strong_ordering operator<=>(const Ip6Prefix& a, const Ip6Prefix& b) noexcept;
-  uint32_t hash() const noexcept { return wangHash32(addr_.hash() ^ length_); }
+  uint32_t hash() const noexcept { return integerHash32(addr_.hash() ^ length_); }
 
  private:
   Ip6Addr addr_;

@@ -68,8 +68,8 @@ std::strong_ordering operator<=>(const IpGenPrefix& a, const IpGenPrefix& b) noe
 }
 
 uint32_t IpGenPrefix::hash() const noexcept {
-  if (isV4()) return wangHash32(addr_.v4().host() ^ length_);
-  if (isV6()) return wangHash32(addr_.v6().hash() ^ length_);
+  if (isV4()) return integerHash32(addr_.v4().host() ^ length_);
+  if (isV6()) return integerHash32(addr_.v6().hash() ^ length_);
   return 0;
 }
 

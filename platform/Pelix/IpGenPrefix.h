@@ -2,7 +2,7 @@
 // storage, a length and a family code: 1 IPv4, 2 IPv6, anything else none. An IPv4 prefix obeys the
 // rules of Pelix::Prefix (host bits zero), an IPv6 one those of Pelix::Ip6Prefix.
 // Ordering: family code first, then the family's prefix ordering. Hash: the family's prefix hash
-// (Thomas Wang's hash of address-or-address-hash XOR length); 0 for none.
+// (the 32-bit integer hash of address-or-address-hash XOR length); 0 for none.
 // Text: the family's prefix text, or "none". Log form: the family code as one byte, then the family's
 // prefix log form (5 or 17 bytes), nothing for none.
 #pragma once

@@ -5,7 +5,7 @@
 // Ordering (addresses in host order, k the smaller length): if k is 0 the longer prefix comes first;
 // otherwise the first k bits decide when they differ, the smaller address first; when they agree the
 // longer prefix comes first. So nested prefixes sort most specific first: 10.1.0.0/16 < 10.0.0.0/8.
-// Hash: Thomas Wang's 32-bit integer hash of (address XOR length).
+// Hash: integerHash32 (below) of (address XOR length).
 // Log form: the address as U32, then the length as U8 (5 bytes).
 #pragma once
 
@@ -13,8 +13,8 @@
 
 namespace Pelix {
 
-// Thomas Wang's 32-bit integer hash.
-constexpr uint32_t wangHash32(uint32_t x) noexcept {
+// The 32-bit integer hash of prefixes: shifts, adds and XORs, then one multiply and a last fold.
+constexpr uint32_t integerHash32(uint32_t x) noexcept {
   x = ~x + (x << 15);
   x = x ^ (x >> 12);
   x = x + (x << 2);
@@ -66,7 +66,7 @@ class Prefix {
 
   friend constexpr bool operator==(Prefix a, Prefix b) noexcept { return a.addr_ == b.addr_ && a.length_ == b.length_; }
   friend std::strong_ordering operator<=>(Prefix a, Prefix b) noexcept;
-  uint32_t hash() const noexcept { return wangHash32(addr_.host() ^ length_); }
+  uint32_t hash() const noexcept { return integerHash32(addr_.host() ^ length_); }
 
  private:
   IpAddr addr_;

@@ -24,8 +24,8 @@ uint32_t mixed(uint32_t seed, T... values) {
 }
 
 TEST(HashMix, PinnedValuesHoldOnEveryWordSize) {
-  // Whole-stream results equal the published 32-bit murmur3 vectors; the integer feeds are pinned
-  // from this implementation so that a 32-bit build cannot drift from the 64-bit one.
+  // Whole-stream results equal the published vectors of the 32-bit block hash it follows; the integer
+  // feeds are pinned from this implementation so that a 32-bit build cannot drift from the 64-bit one.
   EXPECT_EQ(hashOf(""), 0u);
   EXPECT_EQ(hashOf("", 1), 0x514e28b7u);
   EXPECT_EQ(hashOf("hello"), 0x248bfa47u);

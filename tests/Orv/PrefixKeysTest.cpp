@@ -328,7 +328,7 @@ TEST(AddressKeys, OwnHashesFollowTheirRecipes) {
   }
 }
 
-// The prefix's own hash (Thomas Wang's integer hash, checked with the platform types) mixed after the VRF
+// The prefix's own hash (the 32-bit integer hash, checked with the platform types) mixed after the VRF
 // id's bytes, for each family.
 TEST(PrefixKeys, EgressIndexHashesMixTheVrfBytesThenThePrefixHash) {
   const VrfId vrf(7);
