@@ -42,10 +42,10 @@ std::string readFile(const std::string& file) {
   return s.str();
 }
 
-// Stable per-module tag: FNV-1a of the name, with the top nibble forced non-zero so that it always
-// prints as eight hexadecimal digits.
 }  // namespace
 
+// Stable per-module tag: a 32-bit xor-then-multiply hash of the name's bytes, with the top nibble forced
+// non-zero so that it always prints as eight hexadecimal digits.
 uint32_t defaultTag(const std::string& moduleName) {
   uint32_t h = 2166136261u;
   for (unsigned char c : moduleName) h = (h ^ c) * 16777619u;
