@@ -3,15 +3,13 @@
 // the types wrap them with their own messages.
 #pragma once
 
+#include <Vem/CharRange.h>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
-
-namespace Vem {
-class CharRange;
-}
 
 namespace Pelix::AddressText {
 
@@ -39,5 +37,15 @@ std::string_view peekToken(const Vem::CharRange& text) noexcept;
 
 // Raises Vem::RangeException "<typeName>: '<token>' is not <what> at offset N"; `text` is unchanged.
 [[noreturn]] void refuse(const Vem::CharRange& text, const char* typeName, std::string_view token, const char* what);
+
+// The whole of `text` as a T, read by T's constructor from a Vem::CharRange: what that constructor
+// leaves unread is refused as above, naming the whole text.
+template <class T>
+T parseWhole(std::string_view text, const char* typeName, const char* what) {
+  Vem::CharRange in(text);
+  T value(in);
+  if (!in.atEnd()) refuse(Vem::CharRange(text), typeName, text, what);
+  return value;
+}
 
 }  // namespace Pelix::AddressText

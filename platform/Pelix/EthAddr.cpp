@@ -20,11 +20,7 @@ EthAddr::EthAddr(Vem::CharRange& text) {
   text.advance(token.size());
 }
 
-EthAddr::EthAddr(std::string_view text) {
-  Vem::CharRange in(text);
-  *this = EthAddr(in);
-  if (!in.atEnd()) AddressText::refuse(Vem::CharRange(text), kTypeName, text, kWhat);
-}
+EthAddr::EthAddr(std::string_view text) : EthAddr(AddressText::parseWhole<EthAddr>(text, kTypeName, kWhat)) {}
 
 EthAddr::EthAddr(Vem::NboAttrLog::In* in, Vem::StreamBogon) {
   const std::string_view raw = in->bytes(6);

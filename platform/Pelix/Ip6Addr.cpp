@@ -20,11 +20,7 @@ Ip6Addr::Ip6Addr(Vem::CharRange& text) {
   text.advance(token.size());
 }
 
-Ip6Addr::Ip6Addr(std::string_view text) {
-  Vem::CharRange in(text);
-  *this = Ip6Addr(in);
-  if (!in.atEnd()) AddressText::refuse(Vem::CharRange(text), kTypeName, text, kWhat);
-}
+Ip6Addr::Ip6Addr(std::string_view text) : Ip6Addr(AddressText::parseWhole<Ip6Addr>(text, kTypeName, kWhat)) {}
 
 Ip6Addr::Ip6Addr(Vem::NboAttrLog::In* in, Vem::StreamBogon) {
   const std::string_view raw = in->bytes(16);

@@ -32,11 +32,7 @@ Ip6Prefix::Ip6Prefix(Vem::CharRange& text) {
   text.advance(token.size());
 }
 
-Ip6Prefix::Ip6Prefix(std::string_view text) {
-  Vem::CharRange in(text);
-  *this = Ip6Prefix(in);
-  if (!in.atEnd()) AddressText::refuse(Vem::CharRange(text), kTypeName, text, kWhat);
-}
+Ip6Prefix::Ip6Prefix(std::string_view text) : Ip6Prefix(AddressText::parseWhole<Ip6Prefix>(text, kTypeName, kWhat)) {}
 
 Ip6Prefix::Ip6Prefix(Vem::NboAttrLog::In* in, Vem::StreamBogon) {
   const Ip6Addr addr(in, Vem::StreamBogon{});

@@ -22,11 +22,7 @@ IpAddr::IpAddr(Vem::CharRange& text) {
   text.advance(token.size());
 }
 
-IpAddr::IpAddr(std::string_view text) {
-  Vem::CharRange in(text);
-  *this = IpAddr(in);
-  if (!in.atEnd()) AddressText::refuse(Vem::CharRange(text), kTypeName, text, kWhat);
-}
+IpAddr::IpAddr(std::string_view text) : IpAddr(AddressText::parseWhole<IpAddr>(text, kTypeName, kWhat)) {}
 
 IpAddr::IpAddr(Vem::NboAttrLog::In* in, Vem::StreamBogon) : nbo_(hostToNetwork32(in->u32())) {}
 

@@ -1,8 +1,8 @@
 #include <Pelix/AddressText.h>
+#include <Pelix/FamilyCoded.h>
 #include <Pelix/IpGenAddr.h>
 #include <Vem/CharRange.h>
 #include <Vem/NboAttrLog.h>
-#include <Vem/RangeException.h>
 
 #include <ostream>
 #include <string>
@@ -37,27 +37,10 @@ IpGenAddr::IpGenAddr(Vem::CharRange& text) {
   text.advance(token.size());
 }
 
-IpGenAddr::IpGenAddr(std::string_view text) {
-  Vem::CharRange in(text);
-  *this = IpGenAddr(in);
-  if (!in.atEnd()) AddressText::refuse(Vem::CharRange(text), kTypeName, text, kWhat);
-}
+IpGenAddr::IpGenAddr(std::string_view text) : IpGenAddr(AddressText::parseWhole<IpGenAddr>(text, kTypeName, kWhat)) {}
 
-IpGenAddr::IpGenAddr(Vem::NboAttrLog::In* in, Vem::StreamBogon) {
-  const uint8_t code = in->u8();
-  switch (code) {
-    case 0:
-      break;
-    case 1:
-      *this = IpGenAddr(IpAddr(in, Vem::StreamBogon{}));
-      break;
-    case 2:
-      *this = IpGenAddr(Ip6Addr(in, Vem::StreamBogon{}));
-      break;
-    default:
-      throw Vem::RangeException("Pelix::IpGenAddr: family code " + std::to_string(code) + " in the attribute log");
-  }
-}
+IpGenAddr::IpGenAddr(Vem::NboAttrLog::In* in, Vem::StreamBogon)
+    : IpGenAddr(readFamilyCoded<IpGenAddr, IpAddr, Ip6Addr>(in, kTypeName)) {}
 
 Lumo::String IpGenAddr::stringValue() const {
   std::string out;

@@ -1,8 +1,8 @@
 #include <Pelix/AddressText.h>
+#include <Pelix/FamilyCoded.h>
 #include <Pelix/IpGenPrefix.h>
 #include <Vem/CharRange.h>
 #include <Vem/NboAttrLog.h>
-#include <Vem/RangeException.h>
 
 #include <ostream>
 #include <string>
@@ -34,27 +34,11 @@ IpGenPrefix::IpGenPrefix(Vem::CharRange& text) {
   }
 }
 
-IpGenPrefix::IpGenPrefix(std::string_view text) {
-  Vem::CharRange in(text);
-  *this = IpGenPrefix(in);
-  if (!in.atEnd()) AddressText::refuse(Vem::CharRange(text), kTypeName, text, kWhat);
-}
+IpGenPrefix::IpGenPrefix(std::string_view text)
+    : IpGenPrefix(AddressText::parseWhole<IpGenPrefix>(text, kTypeName, kWhat)) {}
 
-IpGenPrefix::IpGenPrefix(Vem::NboAttrLog::In* in, Vem::StreamBogon) {
-  const uint8_t code = in->u8();
-  switch (code) {
-    case 0:
-      break;
-    case 1:
-      *this = IpGenPrefix(Prefix(in, Vem::StreamBogon{}));
-      break;
-    case 2:
-      *this = IpGenPrefix(Ip6Prefix(in, Vem::StreamBogon{}));
-      break;
-    default:
-      throw Vem::RangeException("Pelix::IpGenPrefix: family code " + std::to_string(code) + " in the attribute log");
-  }
-}
+IpGenPrefix::IpGenPrefix(Vem::NboAttrLog::In* in, Vem::StreamBogon)
+    : IpGenPrefix(readFamilyCoded<IpGenPrefix, Prefix, Ip6Prefix>(in, kTypeName)) {}
 
 Prefix IpGenPrefix::v4() const noexcept { return Prefix::unchecked(addr_.v4(), length_); }
 

@@ -61,11 +61,7 @@ Prefix::Prefix(Vem::CharRange& text) {
   text.advance(token.size());
 }
 
-Prefix::Prefix(std::string_view text) {
-  Vem::CharRange in(text);
-  *this = Prefix(in);
-  if (!in.atEnd()) AddressText::refuse(Vem::CharRange(text), kTypeName, text, kWhat);
-}
+Prefix::Prefix(std::string_view text) : Prefix(AddressText::parseWhole<Prefix>(text, kTypeName, kWhat)) {}
 
 Prefix::Prefix(Vem::NboAttrLog::In* in, Vem::StreamBogon) {
   const IpAddr addr(in, Vem::StreamBogon{});

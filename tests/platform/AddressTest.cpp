@@ -124,4 +124,26 @@ TEST(IpGenAddr, EitherFamilyOrNone) {
   EXPECT_NE(logRefusal<IpGenAddr>("\x02\x20\x01"), "no error");  // truncated
 }
 
+// Built from a whole text, each address and prefix type refuses what its token leaves over (a blank
+// ends the token), naming the whole text; the same text without the rest is accepted.
+template <class T>
+void expectWholeTextOnly(const std::string& accepted) {
+  EXPECT_NO_THROW(T{std::string_view(accepted)}) << accepted;
+  const std::string text = accepted + " 1";
+  const std::string message = errorOf([&] { T{std::string_view(text)}; });
+  EXPECT_NE(message.find("'" + text + "' is not"), std::string::npos) << message;
+}
+
+TEST(AddressText, WholeTextConstructorsRefuseWhatTheTokenLeaves) {
+  expectWholeTextOnly<EthAddr>("00:11:22:33:44:55");
+  expectWholeTextOnly<IpAddr>("10.0.0.1");
+  expectWholeTextOnly<Ip6Addr>("::1");
+  expectWholeTextOnly<IpGenAddr>("none");
+  expectWholeTextOnly<Pelix::Prefix>("10.0.0.0/8");
+  expectWholeTextOnly<Pelix::Ip6Prefix>("2001:db8::/32");
+  expectWholeTextOnly<Pelix::IpGenPrefix>("::/0");
+  EXPECT_EQ(errorOf([] { IpAddr(std::string_view("10.0.0.1 1")); }),
+            "Pelix::IpAddr: '10.0.0.1 1' is not an IPv4 address at offset 0");
+}
+
 }  // namespace
