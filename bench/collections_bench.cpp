@@ -74,9 +74,11 @@ using AnchorHash = std::conditional_t<std::is_same_v<K, Lumo::String>, StringHas
 template <class K>
 using StdHash = std::conditional_t<std::is_same_v<K, Lumo::String>, std::hash<K>, IntfIdStdHash>;
 
-template <class K>
-struct AbslMap {
-  absl::flat_hash_map<K, uint64_t, AnchorHash<K>, std::equal_to<K>, CountingAllocator<std::pair<const K, uint64_t>>> m;
+// The anchors share one adapter: both count their bytes through CountingAllocator.
+template <class Container>
+struct AnchorMap {
+  using K = typename Container::key_type;
+  Container m;
   bool find(const K& k) const { return m.find(k) != m.end(); }
   void set(const K& k, uint64_t v) { m.insert_or_assign(k, v); }
   void erase(const K& k) { m.erase(k); }
@@ -88,17 +90,11 @@ struct AbslMap {
 };
 
 template <class K>
-struct StdMap {
-  std::unordered_map<K, uint64_t, StdHash<K>, std::equal_to<K>, CountingAllocator<std::pair<const K, uint64_t>>> m;
-  bool find(const K& k) const { return m.find(k) != m.end(); }
-  void set(const K& k, uint64_t v) { m.insert_or_assign(k, v); }
-  void erase(const K& k) { m.erase(k); }
-  std::size_t bytes() const { return countedBytes; }
-  template <class Fn>
-  void forEach(Fn&& fn) const {
-    for (const auto& [k, v] : m) fn(k, v);
-  }
-};
+using AnchorAllocator = CountingAllocator<std::pair<const K, uint64_t>>;
+template <class K>
+using AbslMap = AnchorMap<absl::flat_hash_map<K, uint64_t, AnchorHash<K>, std::equal_to<K>, AnchorAllocator<K>>>;
+template <class K>
+using StdMap = AnchorMap<std::unordered_map<K, uint64_t, StdHash<K>, std::equal_to<K>, AnchorAllocator<K>>>;
 
 template <class K>
 K makeKey(uint64_t i);
@@ -144,28 +140,28 @@ void fill(Map& map, const Keys<K>& keys) {
   for (const K& k : keys.present) map.set(k, ++v);
 }
 
+// Looks up the keys of one of the lists in turn, one per iteration, in a map holding the present keys.
 template <class Map, class K>
-void BM_LookupHit(benchmark::State& state) {
+void lookUpInTurn(benchmark::State& state, std::vector<K> Keys<K>::*list) {
   const auto& keys = keysFor<K>(static_cast<std::size_t>(state.range(0)));
+  const std::vector<K>& probes = keys.*list;
   Map map;
   fill(map, keys);
   std::size_t i = 0;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(map.find(keys.probes[i]));
-    if (++i == keys.probes.size()) i = 0;
+    benchmark::DoNotOptimize(map.find(probes[i]));
+    if (++i == probes.size()) i = 0;
   }
 }
 
 template <class Map, class K>
+void BM_LookupHit(benchmark::State& state) {
+  lookUpInTurn<Map, K>(state, &Keys<K>::probes);
+}
+
+template <class Map, class K>
 void BM_LookupMiss(benchmark::State& state) {
-  const auto& keys = keysFor<K>(static_cast<std::size_t>(state.range(0)));
-  Map map;
-  fill(map, keys);
-  std::size_t i = 0;
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(map.find(keys.absent[i]));
-    if (++i == keys.absent.size()) i = 0;
-  }
+  lookUpInTurn<Map, K>(state, &Keys<K>::absent);
 }
 
 // Builds the whole map from empty: time per insert, growth included.
